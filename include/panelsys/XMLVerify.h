@@ -1,0 +1,16 @@
+#pragma once
+
+#include "oskit/Path.h"
+#include "panelkit/Export.h"
+
+// Signs XML files. The signature is an attribute "signature" on the root
+// element holding the hex SHA-256 of the file's bytes without that attribute.
+class PANEL_API XMLVerify {
+public:
+    XMLVerify();
+    ~XMLVerify();
+    // Signs the file in place (written whole through a temporary file).
+    void insertSignature(const oskit::Path& path);
+    // False for a missing, short or wrong signature, or an unreadable file.
+    bool verifySignature(const oskit::Path& path);
+};

@@ -1,0 +1,104 @@
+#include "fidmaphandler.h"
+
+FIDMapHandler::FIDMapHandler() = default;
+
+FIDMapHandler::~FIDMapHandler()
+{
+    for (auto& entry : m_staticMap) delete entry.second;
+    for (auto* entry : m_paramList) delete entry;
+    m_pIPanelState = nullptr;
+    m_pIDistributorFID = nullptr;
+    m_staticMap.clear();
+    m_paramList.clear();
+}
+
+IInterface* FIDMapHandler::queryInterface(unsigned int id)
+{
+    if (id == kIdFunctionID) return static_cast<IInterface*>(this);
+    return nullptr;
+}
+
+void FIDMapHandler::sendFID(const FunctionID& name, const FIDParameterList& params) const
+{
+    if (StaticFIDFunctionBase* entry = findStaticFIDFunction(name)) {
+        entry->call(name, &params);
+        return;
+    }
+    FIDParameterList captures;
+    if (ParamFIDFunctionBase* entry = findParamFIDFunction(name, captures)) entry->call(name, &params, captures);
+}
+
+void FIDMapHandler::subscribe(const FunctionID&) const {}
+
+void FIDMapHandler::showState() const {}
+
+bool FIDMapHandler::unregisterFunction(const FunctionID& name)
+{
+    auto it = m_staticMap.find(name);
+    if (it == m_staticMap.end()) return false;
+    delete it->second;
+    m_staticMap.erase(it);
+    return true;
+}
+
+StaticFIDFunctionBase* FIDMapHandler::findStaticFIDFunction(const FunctionID& name) const
+{
+    auto it = m_staticMap.find(name);
+    return it == m_staticMap.end() ? nullptr : it->second;
+}
+
+ParamFIDFunctionBase* FIDMapHandler::findParamFIDFunction(const FunctionID& name, FIDParameterList& captures) const
+{
+    const FIDHelper helper(name);
+    for (ParamFIDFunctionBase* entry : m_paramList) {
+        const FIDPatternHelper pattern(entry->getParameterizedFID());
+        if (pattern.matches(helper)) {
+            captures = pattern.getCaptures();
+            return entry;
+        }
+    }
+    return nullptr;
+}
+
+std::list<FunctionID> FIDMapHandler::registeredNames() const
+{
+    std::list<FunctionID> names;
+    for (const auto& entry : m_staticMap)
+        if (entry.second) names.push_back(entry.first);
+    return names;
+}
+
+void FIDMapHandler::setStateValue(const std::string& key, const std::string& value) const
+{
+    if (m_pIPanelState) m_pIPanelState->setStateValue(key, value);
+}
+
+void FIDMapHandler::setStateValueFloat(const std::string& key, float value) const
+{
+    if (m_pIPanelState) m_pIPanelState->setStateValueFloat(key, value);
+}
+
+void FIDMapHandler::setStateValueInt(const std::string& key, int value) const
+{
+    if (m_pIPanelState) m_pIPanelState->setStateValueInt(key, value);
+}
+
+void FIDMapHandler::setStateValueBool(const std::string& key, bool value) const
+{
+    if (m_pIPanelState) m_pIPanelState->setStateValueBool(key, value);
+}
+
+void FIDMapHandler::unsetStateValue(const std::string& key) const
+{
+    if (m_pIPanelState) m_pIPanelState->unsetStateValue(key);
+}
+
+void FIDMapHandler::triggerEvent(const std::string& event, const std::string& value) const
+{
+    if (m_pIPanelState) m_pIPanelState->triggerEvent(event, value);
+}
+
+void FIDMapHandler::dispatchFID(const FunctionID& name, const FIDParameterList& params) const
+{
+    if (m_pIDistributorFID) m_pIDistributorFID->dispatchFID(name, params);
+}
