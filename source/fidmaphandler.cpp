@@ -6,6 +6,8 @@ FIDMapHandler::~FIDMapHandler()
 {
     for (auto& entry : m_staticMap) delete entry.second;
     for (auto* entry : m_paramList) delete entry;
+    for (auto* entry : m_retiredStatic) delete entry;
+    for (auto* entry : m_retiredParam) delete entry;
     m_pIPanelState = nullptr;
     m_pIDistributorFID = nullptr;
     m_staticMap.clear();

@@ -97,23 +97,28 @@ public:
     // Deletes the exact entry of this name; false when absent. Patterns are not searched.
     bool unregisterFunction(const FunctionID& name);
 
-    // Unlinks every entry bound to this object (the function objects are not deleted).
+    // Unlinks every entry bound to this object. The function objects are not
+    // deleted here: they are retired and freed with the registry.
     template <class T>
     void unregisterObject(T* object)
     {
         for (auto it = m_staticMap.begin(); it != m_staticMap.end();) {
             auto* impl = dynamic_cast<StaticFIDFunctionImpl<T>*>(it->second);
-            if (impl && impl->getObject() == object)
+            if (impl && impl->getObject() == object) {
+                m_retiredStatic.push_back(it->second);
                 it = m_staticMap.erase(it);
-            else
+            } else {
                 ++it;
+            }
         }
         for (auto it = m_paramList.begin(); it != m_paramList.end();) {
             auto* impl = dynamic_cast<ParamFIDFunctionImpl<T>*>(*it);
-            if (impl && impl->getObject() == object)
+            if (impl && impl->getObject() == object) {
+                m_retiredParam.push_back(*it);
                 it = m_paramList.erase(it);
-            else
+            } else {
                 ++it;
+            }
         }
     }
 
@@ -140,4 +145,7 @@ private:
     IDistributorFID* m_pIDistributorFID = nullptr;
     std::map<FunctionID, StaticFIDFunctionBase*> m_staticMap;
     std::list<ParamFIDFunctionBase*> m_paramList;
+    // Entries unlinked by unregisterObject, freed by the destructor.
+    std::list<StaticFIDFunctionBase*> m_retiredStatic;
+    std::list<ParamFIDFunctionBase*> m_retiredParam;
 };
