@@ -75,7 +75,9 @@ private:
     friend class SingletonDll<CmdProcessor>;
     CmdProcessor();
     ~CmdProcessor();
-    mutable std::mutex m_mutex;
+    // Recursive: a command may run or register commands itself. Held while a
+    // command runs, so unregisterObject waits for a command of that object.
+    mutable std::recursive_mutex m_mutex;
     std::map<std::string, std::unique_ptr<CmdRegister>> m_commands;
 };
 

@@ -52,6 +52,7 @@ private:
     std::thread m_thread;
     std::atomic<int> m_state{STATE_CREATED};
     std::mutex m_mutex;
+    std::mutex m_controlMutex; // serialises start() and the join of shutdown()
     std::condition_variable m_finished;
     std::condition_variable m_wake;
     std::atomic<bool> m_shutdownRequested{false};

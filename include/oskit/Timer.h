@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <list>
 #include <mutex>
@@ -58,6 +59,9 @@ private:
     bool m_singleShot = true;
     bool m_quit = false;
     unsigned long m_generation = 0;
+    std::chrono::steady_clock::time_point m_deadline;
+    bool m_inCallback = false;
+    std::condition_variable m_callbackDone;
 };
 
 } // namespace oskit
