@@ -23,6 +23,8 @@ class MacroSystem;
 class PmemSystem;
 class PanelSettings;
 class SystemSettings;
+class TiXmlDocument;
+class TiXmlElement;
 
 // Marker files by which the system tells panel types apart. Nothing reads them.
 extern const oskit::Path VORLANE_TYPE_PATH;
@@ -105,7 +107,11 @@ public:
 
     // Workplace file and state.
     void readWorkplaceConfig();
+    // Clears the workplace tables and takes the workplaces of a loaded
+    // document into them; what stands before the first unexpected node counts.
+    void readWorkplaceDocument(const TiXmlDocument& document);
     bool updateWorkplaceFile();
+    const std::string& getWorkplaceConfigFilename() const { return m_workplaceConfigFilename; }
     void driveWorkplaceState();
     void updateRebootIndication();
 
@@ -147,6 +153,23 @@ private:
     };
 
     enum class EBracket { LoadPrepare, LoadFinish, SavePrepare, SaveFinish };
+
+    // Workplace tables: clearing, one document element, the file's elements.
+    void clearWorkplaces();
+    bool readWorkplaceElement(const TiXmlElement& workplace);
+    TiXmlElement* buildWorkplacesElement() const;
+    // Publishes the workplace state and saves the file after a change.
+    void workplaceChanged();
+    // Writes the document to a signed temporary file beside the target and
+    // renames it over the target.
+    bool saveWorkplaceDocument(TiXmlDocument& document, const std::string& target);
+    // Publishes the six counters of one module, as the host reports them.
+    void publishModuleCounters(IHwModuleManager* manager, const UniqueModuleID& module);
+    bool isInfoModule(const UniqueModuleID& module);
+    // "MODULE.<workplace>.<group>.<module>."
+    static std::string moduleKeyPrefix(const UniqueModuleID& module);
+    // The calibration and port assignment events: word, workplace, suffix.
+    bool triggerWorkplaceEvent(const FIDParameterList* paraList, const char* word, const char* suffix);
 
     void registerFIDs();
     // The owned subsystems: created in completeInitialization in the order

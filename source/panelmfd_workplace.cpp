@@ -1,0 +1,280 @@
+// The workplace file: reading it into the eight workplace slots, writing it
+// back after a change, and publishing the slots as panel state.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <tinyxml.h>
+
+#include "fidmaphandler.h"
+#include "mfdconfighandler.h"
+#include "panelkit/Assert.h"
+#include "panelmfd.h"
+#include "panelsys/XMLVerify.h"
+
+namespace {
+
+const char* const kXsiNamespace = "http://www.w3.org/2001/XMLSchema-instance";
+
+// The text of an attribute, empty when the element doesn't have it.
+std::string attributeText(const TiXmlElement& element, const char* name)
+{
+    const char* value = element.Attribute(name);
+    return value ? std::string(value) : std::string();
+}
+
+// The file name of a path: what follows its last separator.
+std::string lastPathComponent(const std::string& path)
+{
+    const std::string::size_type slash = path.find_last_of("/\\");
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// Makes the bytes written to an open descriptor durable.
+bool syncFile(const std::string& path)
+{
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    const bool synced = ::fsync(fd) == 0;
+    ::close(fd);
+    return synced;
+}
+
+void syncDirectoryOf(const std::string& path)
+{
+    const std::string::size_type slash = path.find_last_of('/');
+    const std::string directory = slash == std::string::npos ? std::string(".") : path.substr(0, slash + 1);
+    const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return;
+    ::fsync(fd);
+    ::close(fd);
+}
+
+} // namespace
+
+void PanelMFD::clearWorkplaces()
+{
+    for (int w = 0; w < kWorkplaceCount; ++w) {
+        m_ports[w].clear();
+        m_mfdIDs[w].clear();
+        m_mfdTypes[w].clear();
+        m_mfdVersions[w].clear();
+        m_mfdWorkDirs[w].clear();
+        m_mfdIPAddresses[w].clear();
+        m_mfdNetworkAdapters[w].clear();
+        m_mfdInterfaceTypes[w].clear();
+    }
+}
+
+void PanelMFD::readWorkplaceConfig()
+{
+    clearWorkplaces();
+    if (m_workplaceConfigFilename.empty()) return;
+
+    TiXmlDocument document(m_workplaceConfigFilename.c_str());
+    if (!document.LoadFile()) return;
+    readWorkplaceDocument(document);
+}
+
+void PanelMFD::readWorkplaceDocument(const TiXmlDocument& document)
+{
+    clearWorkplaces();
+    const TiXmlElement* root = document.FirstChildElement();
+    if (!root || root->ValueStr() != "workplaces") return;
+
+    // Reading ends at the first node that isn't a well-formed workplace; what
+    // was taken until then stays.
+    for (const TiXmlNode* node = root->FirstChild(); node; node = node->NextSibling()) {
+        const TiXmlElement* workplace = node->ToElement();
+        if (!workplace || workplace->ValueStr() != "workplace") return;
+        if (!readWorkplaceElement(*workplace)) return;
+    }
+}
+
+bool PanelMFD::readWorkplaceElement(const TiXmlElement& workplace)
+{
+    long id = -1;
+    for (const TiXmlAttribute* attribute = workplace.FirstAttribute(); attribute; attribute = attribute->Next()) {
+        if (attribute->NameTStr() == "id") id = std::strtol(attribute->Value(), nullptr, 10);
+    }
+    if (id < 0 || id >= kWorkplaceCount) return false;
+    const size_t w = static_cast<size_t>(id);
+
+    for (const TiXmlNode* node = workplace.FirstChild(); node; node = node->NextSibling()) {
+        const TiXmlElement* element = node->ToElement();
+        if (!element) return false;
+        if (element->ValueStr() == "ports") {
+            const TiXmlNode* first = element->FirstChild();
+            const TiXmlText* text = first ? first->ToText() : nullptr;
+            m_ports[w] = text ? text->ValueStr() : std::string();
+        } else if (element->ValueStr() == "mainframeDriver") {
+            const std::string driverID = attributeText(*element, "driverID");
+            const std::string driverType = attributeText(*element, "driverType");
+            if (driverID.empty() || driverType.empty()) return false;
+            m_mfdIDs[w].push_back(driverID);
+            m_mfdTypes[w].push_back(driverType);
+            m_mfdVersions[w].push_back(attributeText(*element, "version"));
+            m_mfdWorkDirs[w].push_back(attributeText(*element, "workingDirectory"));
+            m_mfdIPAddresses[w].push_back(attributeText(*element, "ipAddress"));
+            m_mfdNetworkAdapters[w].push_back(attributeText(*element, "networkAdapter"));
+            m_mfdInterfaceTypes[w].push_back(attributeText(*element, "interfaceType"));
+        }
+    }
+    return true;
+}
+
+TiXmlElement* PanelMFD::buildWorkplacesElement() const
+{
+    auto* root = new TiXmlElement("workplaces");
+    root->SetAttribute("xmlns:xsi", kXsiNamespace);
+    root->SetAttribute("xsi:noNamespaceSchemaLocation", "Schema/Workplaces.xsd");
+    root->SetAttribute("description", "Workplace configuration");
+    root->SetAttribute("version", "0.1");
+
+    for (int w = 0; w < kWorkplaceCount; ++w) {
+        if (m_ports[w].empty() && m_mfdIDs[w].empty()) continue;
+        auto* workplace = new TiXmlElement("workplace");
+        workplace->SetAttribute("id", w);
+
+        auto* ports = new TiXmlElement("ports");
+        ports->LinkEndChild(new TiXmlText(m_ports[w]));
+        workplace->LinkEndChild(ports);
+
+        auto id = m_mfdIDs[w].begin();
+        auto type = m_mfdTypes[w].begin();
+        auto version = m_mfdVersions[w].begin();
+        auto workDir = m_mfdWorkDirs[w].begin();
+        auto ipAddress = m_mfdIPAddresses[w].begin();
+        auto adapter = m_mfdNetworkAdapters[w].begin();
+        auto interfaceType = m_mfdInterfaceTypes[w].begin();
+        for (; id != m_mfdIDs[w].end(); ++id, ++type, ++version, ++workDir, ++ipAddress, ++adapter, ++interfaceType) {
+            auto* driver = new TiXmlElement("mainframeDriver");
+            driver->SetAttribute("driverID", *id);
+            driver->SetAttribute("driverType", *type);
+            driver->SetAttribute("version", *version);
+            driver->SetAttribute("workingDirectory", *workDir);
+            driver->SetAttribute("ipAddress", *ipAddress);
+            driver->SetAttribute("networkAdapter", *adapter);
+            driver->SetAttribute("interfaceType", *interfaceType);
+            workplace->LinkEndChild(driver);
+        }
+        root->LinkEndChild(workplace);
+    }
+    return root;
+}
+
+bool PanelMFD::updateWorkplaceFile()
+{
+    PANEL_ASSERT(m_pConfigHandler, "m_pConfigHandler");
+
+    TiXmlElement* root = buildWorkplacesElement();
+
+    // Whatever file the host named, saves go to its name in the configuration directory.
+    oskit::Path target(m_pConfigHandler->m_configDirectory);
+    target.expand(lastPathComponent(m_workplaceConfigFilename));
+    m_workplaceConfigFilename = target.getPath();
+
+    TiXmlDocument document(m_workplaceConfigFilename);
+    document.LinkEndChild(new TiXmlDeclaration("1.0", "UTF-8", ""));
+    document.LinkEndChild(root);
+
+    if (!saveWorkplaceDocument(document, m_workplaceConfigFilename)) {
+        m_log.getErrorStream() << "Failed to save workplace file " << m_workplaceConfigFilename;
+        return false;
+    }
+    return true;
+}
+
+bool PanelMFD::saveWorkplaceDocument(TiXmlDocument& document, const std::string& target)
+{
+    if (target.empty()) return false;
+
+    std::string temporary = target + ".XXXXXX";
+    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+    if (fd < 0) return false;
+    ::fchmod(fd, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+
+    std::FILE* file = ::fdopen(fd, "w");
+    if (!file) {
+        ::close(fd);
+        ::unlink(temporary.c_str());
+        return false;
+    }
+    bool written = document.SaveFile(file);
+    written = (std::fflush(file) == 0) && written;
+    written = (std::fclose(file) == 0) && written;
+
+    // The signature goes into the temporary file, so that the target is
+    // never seen unsigned.
+    if (written) {
+        XMLVerify verify;
+        verify.insertSignature(oskit::Path(temporary));
+        written = verify.verifySignature(oskit::Path(temporary)) && syncFile(temporary);
+    }
+    if (written) written = ::rename(temporary.c_str(), target.c_str()) == 0;
+    if (!written) {
+        ::unlink(temporary.c_str());
+        return false;
+    }
+    syncDirectoryOf(target);
+    return true;
+}
+
+void PanelMFD::driveWorkplaceState()
+{
+    PANEL_ASSERT(m_pMapHandler, "m_pMapHandler");
+    for (int w = 0; w < kWorkplaceCount; ++w) {
+        const std::string prefix = "WP" + std::to_string(w);
+
+        std::istringstream ports(m_ports[w]);
+        int port = 0;
+        int index = 0;
+        while (ports >> port) {
+            m_pMapHandler->setStateValueInt(prefix + ".PORTLIST" + std::to_string(index), port);
+            ++index;
+        }
+        m_pMapHandler->unsetStateValue(prefix + ".PORTLIST" + std::to_string(index));
+
+        auto id = m_mfdIDs[w].begin();
+        auto type = m_mfdTypes[w].begin();
+        auto version = m_mfdVersions[w].begin();
+        auto workDir = m_mfdWorkDirs[w].begin();
+        auto ipAddress = m_mfdIPAddresses[w].begin();
+        auto adapter = m_mfdNetworkAdapters[w].begin();
+        auto interfaceType = m_mfdInterfaceTypes[w].begin();
+        int driver = 0;
+        for (; id != m_mfdIDs[w].end();
+             ++id, ++type, ++version, ++workDir, ++ipAddress, ++adapter, ++interfaceType, ++driver) {
+            const std::string key = prefix + ".MFD" + std::to_string(driver);
+            m_pMapHandler->setStateValue(key, *id);
+            m_pMapHandler->setStateValue(key + ".TYPE", *type);
+            m_pMapHandler->setStateValue(key + ".VERSION", *version);
+            m_pMapHandler->setStateValue(key + ".WORKDIR", *workDir);
+            m_pMapHandler->setStateValue(key + ".IPADDR", *ipAddress);
+            m_pMapHandler->setStateValue(key + ".NETWORKIFC", *adapter);
+            m_pMapHandler->setStateValue(key + ".IFCTYPE", *interfaceType);
+        }
+        m_pMapHandler->setStateValueInt(prefix + ".MFDCOUNT", driver);
+    }
+}
+
+void PanelMFD::updateRebootIndication()
+{
+    PANEL_ASSERT(m_pMapHandler, "m_pMapHandler");
+    const double elapsed = oskit::Time::getCurrentTime().getSeconds() - m_startTime.load();
+    // A clock set back before the start counts as no time at all.
+    const unsigned long seconds = elapsed > 0.0 && elapsed < 1e15 ? static_cast<unsigned long>(elapsed) : 0UL;
+    char text[32];
+    std::snprintf(text, sizeof(text), "%02lu:%02lu", (seconds / 3600) % 24, (seconds / 60) % 60);
+    m_pMapHandler->setStateValue("SYSTEM.REBOOT_INDICATION", text);
+}
+
+void PanelMFD::workplaceChanged()
+{
+    driveWorkplaceState();
+    updateWorkplaceFile();
+}
