@@ -1,0 +1,155 @@
+// Brightness handlers of PanelSettings and the brightness exchange file.
+
+#include <cstdint>
+#include <iostream>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "fidmaphandler.h"
+#include "panelkit/Assert.h"
+#include "panelsettings.h"
+
+namespace {
+
+constexpr unsigned kBrightnessMax = 4095;
+
+} // namespace
+
+void PanelSettings::requireWidgetManager() const { PANEL_ASSERT(m_pIWidgetManager, "m_pIWidgetManager"); }
+
+bool PanelSettings::brightnessSet(EBrightness which, const FunctionID& name, const FIDParameterList* paraList)
+{
+    const BrightnessRule& rule = s_brightnessRules[which];
+    int value = 0;
+    int workplace = 0;
+    if (!paraList || !paraList->getValue("VALUE", value) || !paraList->getValue("WP", workplace)) return false;
+    if (rule.setTestsWorkplace && static_cast<unsigned>(workplace) >= static_cast<unsigned>(kWorkplaces))
+        return false;
+    const auto candidate = static_cast<unsigned>(value);
+    if (candidate < rule.floor || candidate > kBrightnessMax) return false;
+    if (candidate == brightnessEntry(which, workplace)) return true;
+
+    setBrightnessEntry(which, workplace, static_cast<uint16_t>(candidate));
+    requireWidgetManager();
+    m_pIWidgetManager->refreshSettings();
+    m_pMapHandler->setStateValueInt(stateKey(workplace, rule.suffix), value);
+    saveFidToFile(name, paraList);
+    if (workplace == 1) saveBrightnessSettingsToFile();
+    return true;
+}
+
+bool PanelSettings::brightnessInc(EBrightness which, const FIDParameterList* paraList)
+{
+    const BrightnessRule& rule = s_brightnessRules[which];
+    int step = 0;
+    int workplace = 0;
+    if (!paraList || !paraList->getValue("VALUE", step) || !paraList->getValue("WP", workplace)) return false;
+    if (static_cast<unsigned>(workplace) >= static_cast<unsigned>(kWorkplaces)) return false;
+
+    long long next = static_cast<long long>(brightnessEntry(which, workplace)) + step;
+    if (next < static_cast<long long>(rule.floor)) next = rule.floor;
+    if (next > static_cast<long long>(kBrightnessMax)) next = kBrightnessMax;
+    const int value = static_cast<int>(next);
+
+    // No test for an unchanged value: a clamp that keeps the value still
+    // refreshes, publishes and saves.
+    setBrightnessEntry(which, workplace, static_cast<uint16_t>(value));
+    requireWidgetManager();
+    m_pIWidgetManager->refreshSettings();
+    m_pMapHandler->setStateValueInt(stateKey(workplace, rule.suffix), value);
+
+    FIDParameterList absolute;
+    absolute.add("WP", std::to_string(workplace));
+    absolute.add("VALUE", std::to_string(value));
+    saveFidToFile(rule.setFid, &absolute);
+    if (workplace == 1) saveBrightnessSettingsToFile();
+    return true;
+}
+
+bool PanelSettings::onFIDBrightnessDisplayTftSet(const FunctionID& name, const FIDParameterList* paraList)
+{
+    return brightnessSet(BRIGHTNESS_DISPLAY_TFT, name, paraList);
+}
+
+bool PanelSettings::onFIDBrightnessDisplayOledSet(const FunctionID& name, const FIDParameterList* paraList)
+{
+    return brightnessSet(BRIGHTNESS_DISPLAY_OLED, name, paraList);
+}
+
+bool PanelSettings::onFIDBrightnessDisplayTextSet(const FunctionID& name, const FIDParameterList* paraList)
+{
+    return brightnessSet(BRIGHTNESS_DISPLAY_TEXT, name, paraList);
+}
+
+bool PanelSettings::onFIDBrightnessButtonLowSet(const FunctionID& name, const FIDParameterList* paraList)
+{
+    return brightnessSet(BRIGHTNESS_BUTTON_LOW, name, paraList);
+}
+
+bool PanelSettings::onFIDBrightnessButtonHiSet(const FunctionID& name, const FIDParameterList* paraList)
+{
+    return brightnessSet(BRIGHTNESS_BUTTON_HI, name, paraList);
+}
+
+bool PanelSettings::onFIDBrightnessDisplayTftInc(const FunctionID&, const FIDParameterList* paraList)
+{
+    return brightnessInc(BRIGHTNESS_DISPLAY_TFT, paraList);
+}
+
+bool PanelSettings::onFIDBrightnessDisplayOledInc(const FunctionID&, const FIDParameterList* paraList)
+{
+    return brightnessInc(BRIGHTNESS_DISPLAY_OLED, paraList);
+}
+
+bool PanelSettings::onFIDBrightnessDisplayTextInc(const FunctionID&, const FIDParameterList* paraList)
+{
+    return brightnessInc(BRIGHTNESS_DISPLAY_TEXT, paraList);
+}
+
+bool PanelSettings::onFIDBrightnessButtonLowInc(const FunctionID&, const FIDParameterList* paraList)
+{
+    return brightnessInc(BRIGHTNESS_BUTTON_LOW, paraList);
+}
+
+bool PanelSettings::onFIDBrightnessButtonHiInc(const FunctionID&, const FIDParameterList* paraList)
+{
+    return brightnessInc(BRIGHTNESS_BUTTON_HI, paraList);
+}
+
+// The file is shared with outside programs and written in place: a shared
+// lock (the observer holds its own shared lock while it calls the Set
+// handlers that end up here), one write at offset 0, no truncation.
+bool PanelSettings::saveBrightnessSettingsToFile()
+{
+    std::lock_guard<std::mutex> guard(m_exchangeFileLock);
+
+    std::string text = "Workplace OLEDBrightness TextBrightness HighTally LowTally TFT\n";
+    text += "WP1";
+    for (EBrightness which : {BRIGHTNESS_DISPLAY_OLED, BRIGHTNESS_DISPLAY_TEXT, BRIGHTNESS_BUTTON_HI,
+                              BRIGHTNESS_BUTTON_LOW, BRIGHTNESS_DISPLAY_TFT}) {
+        text += ' ';
+        text += std::to_string(static_cast<int16_t>(brightnessEntry(which, 1)));
+    }
+    text += '\n';
+
+    const std::string path = brightnessExchangePath();
+    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT, 0666);
+    if (fd < 0) {
+        std::cout << "PS: File did NOT open: " + path + "\n" << std::flush;
+        return false;
+    }
+    if (::flock(fd, LOCK_SH) != 0) {
+        std::cout << "PS: File did NOT lock\n" << std::flush;
+        ::close(fd);
+        return false;
+    }
+    const ssize_t written = ::write(fd, text.data(), text.size());
+    (void)written;
+    ::flock(fd, LOCK_UN);
+    ::fsync(fd);
+    ::close(fd);
+    return true;
+}
