@@ -1,18 +1,40 @@
 #include "panelmfd.h"
 
 #include "panelsettings.h"
+#include "pmemsystem.h"
 
 void PanelMFD::createSubsystems()
 {
+    m_pPmemSystem = new PmemSystem(m_pMapHandler, m_pConfigHandler, PmemSystem::PMEM_TYPE_TEXT);
     m_pPanelSettings = new PanelSettings(m_pMapHandler, m_pConfigHandler);
 }
 
 void PanelMFD::destroySubsystems()
 {
+    delete m_pPmemSystem;
+    m_pPmemSystem = nullptr;
     delete m_pPanelSettings;
     m_pPanelSettings = nullptr;
 }
 
 IInterface* PanelMFD::macroSystemInterface() { return nullptr; }
 
-void PanelMFD::bracketSubsystems(EBracket) {}
+void PanelMFD::bracketSubsystems(EBracket step)
+{
+    if (m_pPmemSystem) {
+        switch (step) {
+        case EBracket::LoadPrepare:
+            m_pPmemSystem->prepareAppliLoad();
+            break;
+        case EBracket::LoadFinish:
+            m_pPmemSystem->finishAppliLoad();
+            break;
+        case EBracket::SavePrepare:
+            m_pPmemSystem->prepareAppliSave();
+            break;
+        case EBracket::SaveFinish:
+            m_pPmemSystem->finishAppliSave();
+            break;
+        }
+    }
+}

@@ -1,0 +1,204 @@
+#include "pmemfileparserxml.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <tinyxml.h>
+
+namespace {
+
+const char* const kRootElement = "register";
+const char* const kEntryElement = "data";
+const char* const kNameAttribute = "name";
+const char* const kValueAttribute = "value";
+
+// The parser descends once per nesting level; deeper files count as damaged.
+constexpr int kMaxNesting = 256;
+
+// True for a regular file whose elements nest no deeper than the parser can
+// take. The count is rough on purpose: it may only err towards refusing.
+bool readableRegisterFile(const std::string& path)
+{
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file) return false;
+    int depth = 0;
+    int previous = EOF;
+    bool shallow = true;
+    for (int c = std::fgetc(file); c != EOF && shallow; previous = c, c = std::fgetc(file)) {
+        if (previous == '<' && c != '/' && c != '!' && c != '?') {
+            shallow = ++depth <= kMaxNesting;
+        } else if ((previous == '<' && c == '/') || (previous == '/' && c == '>')) {
+            if (depth > 0) --depth;
+        }
+    }
+    std::fclose(file);
+    return shallow;
+}
+
+} // namespace
+
+PmemFileParserXml::PmemFileParserXml() : m_pDocument(nullptr), m_loaded(false), m_pCursor(nullptr) {}
+
+PmemFileParserXml::~PmemFileParserXml()
+{
+    delete m_pDocument;
+    m_pDocument = nullptr;
+    m_pCursor = nullptr;
+}
+
+bool PmemFileParserXml::load(const std::string& path)
+{
+    delete m_pDocument;
+    m_pCursor = nullptr;
+    m_pDocument = new TiXmlDocument();
+    if (!readableRegisterFile(path) || !m_pDocument->LoadFile(path.c_str(), TIXML_DEFAULT_ENCODING)) {
+        delete m_pDocument;
+        m_pDocument = nullptr;
+        m_loaded = false;
+    } else {
+        m_loaded = true;
+    }
+    m_fileName = path;
+    return m_loaded;
+}
+
+bool PmemFileParserXml::create(const std::string& path)
+{
+    unload();
+    m_pDocument = new TiXmlDocument();
+    TiXmlElement root(kRootElement);
+    root.SetAttribute(kNameAttribute, "");
+    m_pDocument->InsertEndChild(root);
+    m_loaded = writeDocument(path);
+    m_fileName = path;
+    return m_loaded;
+}
+
+bool PmemFileParserXml::save() const
+{
+    if (!m_pDocument || m_fileName.empty()) return false;
+    writeDocument(m_fileName);
+    return true;
+}
+
+bool PmemFileParserXml::writeDocument(const std::string& path) const
+{
+    if (!m_pDocument || path.empty()) return false;
+    static std::atomic<unsigned> s_sequence{0};
+    const std::string temporary =
+        path + ".tmp" + std::to_string(::getpid()) + "_" + std::to_string(s_sequence.fetch_add(1));
+
+    std::FILE* file = std::fopen(temporary.c_str(), "w");
+    if (!file) return false;
+    bool good = m_pDocument->SaveFile(file);
+    good = std::fflush(file) == 0 && good;
+    good = ::fsync(::fileno(file)) == 0 && good;
+    good = std::fclose(file) == 0 && good;
+    if (good) good = std::rename(temporary.c_str(), path.c_str()) == 0;
+    if (!good) std::remove(temporary.c_str());
+    return good;
+}
+
+bool PmemFileParserXml::unload()
+{
+    if (!m_pDocument) return false;
+    delete m_pDocument;
+    m_pDocument = nullptr;
+    m_pCursor = nullptr;
+    return true;
+}
+
+void PmemFileParserXml::clear()
+{
+    if (m_pDocument) {
+        m_pDocument->Clear();
+        m_pCursor = nullptr;
+    }
+}
+
+bool PmemFileParserXml::seekToBegin()
+{
+    m_pCursor = nullptr;
+    return true;
+}
+
+bool PmemFileParserXml::getNextEntry(std::string& name, std::string& value)
+{
+    if (!m_pDocument) return false;
+
+    TiXmlNode* next = nullptr;
+    if (!m_pCursor) {
+        TiXmlNode* root = m_pDocument->FirstChild(kRootElement);
+        if (!root) return false;
+        next = root->FirstChild();
+    } else {
+        next = m_pCursor->NextSibling();
+    }
+    m_pCursor = next;
+    if (!next) return false;
+
+    name.clear();
+    value.clear();
+    // A child that is no element (text, comment) is an entry without attributes.
+    const TiXmlElement* element = next->ToElement();
+    if (element) {
+        for (const TiXmlAttribute* attr = element->FirstAttribute(); attr; attr = attr->Next()) {
+            if (attr->NameTStr() == kNameAttribute)
+                name = attr->ValueStr();
+            else if (attr->NameTStr() == kValueAttribute)
+                value = attr->ValueStr();
+        }
+    }
+    return true;
+}
+
+bool PmemFileParserXml::getName(std::string& name)
+{
+    if (!m_pDocument) return false;
+    const TiXmlElement* root = m_pDocument->FirstChildElement(kRootElement);
+    if (!root) return false;
+    name.clear();
+    const char* text = root->Attribute(kNameAttribute);
+    if (text) name = text;
+    return true;
+}
+
+bool PmemFileParserXml::setValue(const std::string& name, const std::string& value)
+{
+    if (!m_pDocument) return false;
+    TiXmlElement* root = m_pDocument->FirstChildElement(kRootElement);
+    if (!root) return false;
+
+    // The mark survives from one element to the next: an element with a
+    // matching name and no value passes the write on to the next value.
+    bool found = false;
+    for (TiXmlNode* child = root->FirstChild(); child; child = child->NextSibling()) {
+        TiXmlElement* element = child->ToElement();
+        if (!element) continue;
+        bool restarted = false;
+        for (TiXmlAttribute* attr = element->FirstAttribute(); attr; attr = attr->Next()) {
+            if (attr->NameTStr() == kNameAttribute && attr->ValueStr() == name) {
+                found = true;
+                // Back to the first attribute, once per element: a value that
+                // stands in front of the name is never reached.
+                if (!restarted) {
+                    restarted = true;
+                    attr = element->FirstAttribute();
+                }
+            } else if (attr->NameTStr() == kValueAttribute && found) {
+                attr->SetValue(value);
+                return true;
+            }
+        }
+    }
+
+    TiXmlElement entry(kEntryElement);
+    entry.SetAttribute(kNameAttribute, name);
+    entry.SetAttribute(kValueAttribute, value);
+    root->InsertEndChild(entry);
+    return true;
+}
