@@ -1,0 +1,87 @@
+// MacroRecorder: recording of FIDs into a macro register.
+#include "macrorecorder.h"
+#include "mfdconfighandler.h"
+#include "panelkit/Assert.h"
+
+bool MacroRecorder::onFIDRecordingStart(const FunctionID&, const FIDParameterList* paraList)
+{
+    PANEL_ASSERT(paraList, "paraList");
+    int number = 0;
+    if (!paraList->getValue("REG", number)) return false;
+    if (number < 0 || number >= kMacroSlots) {
+        s_pLog->level(oskit::LOG_WARN) << "recording: illegal macro # " << number << std::endl;
+        return false;
+    }
+
+    m_recordingReg = number;
+    m_recording = true;
+    driveRecordingReg();
+
+    // The old commands go at once; the file stays until the recording stops.
+    storeMacro(number, createMacro(number));
+    driveMacroName(number);
+    driveMacroEmptyFlag(number);
+    return true;
+}
+
+bool MacroRecorder::onFIDRecordingStop(const FunctionID&, const FIDParameterList*)
+{
+    if (!m_recording.load()) return true;
+    m_recording = false;
+    saveRegister(m_recordingReg.load());
+    m_recordingReg = -1;
+    driveRecordingReg();
+    return true;
+}
+
+void MacroRecorder::recordFID(const FunctionID& name, const FIDParameterList& params)
+{
+    if (!m_recording.load()) return;
+    const int reg = m_recordingReg.load();
+    if (reg < 0 || reg >= kMacroSlots || !hasMacro(reg)) return;
+
+    const std::string& prefix = m_pConfigHandler->m_statePrefix;
+    // The first eleven characters decide whether the FID belongs to the macro system.
+    if (name.compare(0, 11, prefix + ".MACRO") == 0) {
+        if (name != delayFIDName()) return;
+    }
+    if (name == prefix + ".SETVAR") return;
+
+    s_pLog->level(oskit::LOG_INFO) << "MACRO RECORD " << name << " params: " << params << " from widget "
+                                   << params.sourceWidget << std::endl;
+
+    std::lock_guard<std::mutex> guard(m_dataLock);
+    if (Macro* pMacro = m_macros[static_cast<size_t>(reg)]) pMacro->commands.emplace_back(name, params);
+}
+
+bool MacroRecorder::onFIDRecordFID(const FunctionID&, const FIDParameterList* paraList)
+{
+    PANEL_ASSERT(paraList, "paraList");
+    std::string fid;
+    if (!paraList->getValue("RECFID", fid)) {
+        s_pLog->level(oskit::LOG_WARN) << "RecordFID: missing RECFID parameter" << std::endl;
+        return false;
+    }
+    FIDParameterList copy(*paraList);
+    copy.removeParameter("RECFID");
+    recordFID(fid, copy);
+    return true;
+}
+
+bool MacroRecorder::onFIDNameSet(const FunctionID&, const FIDParameterList* paraList)
+{
+    PANEL_ASSERT(paraList, "paraList");
+    int number = 0;
+    std::string newName;
+    if (!paraList->getValue("REG", number) || !paraList->getValue("NAME", newName)) return false;
+    if (number < kMacroMin || number > kMacroMax) return false;
+    {
+        std::lock_guard<std::mutex> guard(m_dataLock);
+        Macro* pMacro = m_macros[static_cast<size_t>(number)];
+        if (!pMacro) return false;
+        pMacro->name = newName;
+    }
+    saveRegister(number);
+    driveMacroName(number);
+    return true;
+}
