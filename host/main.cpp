@@ -1,0 +1,143 @@
+// panelhost: the reference host of the panel module, on the command line.
+//
+//   panelhost [--module PATH] [--dir DIR] [--quiet] [--keep] [SCRIPT]
+//
+// With a script it runs the script (narrated unless --quiet) and exits 0 when
+// every expect held, 1 at the first that didn't, 2 for a malformed script.
+// Without one it opens the console.
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "console.h"
+#include "panelhost.h"
+#include "scriptparser.h"
+#include "scriptrunner.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const char* kMoreHelp = R"(
+The run directory holds nvram/PANEL (the module's data), config (its
+configuration and config/Workplaces.xml) and data/PANEL; panelhost changes
+into it, and paths in scripts are relative to it.
+
+Simulated mainframe drivers: a FID whose full name doesn't begin with "PANEL."
+goes to the driver named by its first word. Drivers are passive (they publish
+nothing) unless `sim mfd.ID = active`: then ID[.PRE|.REPLACE|.POST].MACRO.RECALL
+REG=n publishes ID.MACRO.REGn.STATUS = PLAY and ID.MACRO.CURRENT.REG = n, and
+STOP after `sim mfd.ID.playms` (default 1000) ms; ID.MACRO.STOP REG=n publishes
+STOP, ID.MACRO.RESUME REG=n PLAY (then STOP after the play time).
+
+See host/README.md for every command and check of the scripts.)";
+
+std::string executableDir()
+{
+    std::error_code ec;
+    const fs::path self = fs::read_symlink("/proc/self/exe", ec);
+    return ec ? std::string(".") : self.parent_path().string();
+}
+
+std::string makeTempDir()
+{
+    const char* tmp = std::getenv("TMPDIR");
+    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/panelhost-XXXXXX";
+    if (!mkdtemp(pattern.data())) return std::string();
+    return pattern;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    CLI::App app{"panelhost: loads the panel module, walks it through its phases and runs a scenario script or "
+                 "the console"};
+    app.footer(kMoreHelp);
+    std::string modulePath;
+    std::string dir;
+    std::string script;
+    bool quiet = false;
+    bool keep = false;
+    app.add_option("--module", modulePath, "the module library (default <dir of panelhost>/../lib/libpanelmfd.so)");
+    app.add_option("--dir", dir, "the run directory (default: a fresh temporary one)");
+    app.add_flag("--quiet", quiet, "no narration");
+    app.add_flag("--keep", keep, "keep the temporary run directory");
+    app.add_option("SCRIPT", script, "a scenario script (*.panel); without one the console opens");
+    CLI11_PARSE(app, argc, argv);
+
+    if (modulePath.empty()) modulePath = executableDir() + "/../lib/libpanelmfd.so";
+    std::string scriptText;
+    std::string scriptName;
+    if (!script.empty()) {
+        std::ifstream in(script, std::ios::binary);
+        if (!in) {
+            std::cerr << "panelhost: cannot read the script " << script << std::endl;
+            return 2;
+        }
+        std::ostringstream os;
+        os << in.rdbuf();
+        scriptText = os.str();
+        scriptName = script;
+        modulePath = fs::absolute(modulePath).string();
+    }
+    modulePath = fs::absolute(modulePath).string();
+
+    bool temporary = false;
+    if (dir.empty()) {
+        dir = makeTempDir();
+        temporary = true;
+        if (dir.empty()) {
+            std::cerr << "panelhost: cannot make a temporary run directory" << std::endl;
+            return 2;
+        }
+    }
+    std::error_code ec;
+    fs::create_directories(dir, ec);
+    dir = fs::absolute(dir).lexically_normal().string();
+    if (!dir.empty() && dir.back() == '/' && dir.size() > 1) dir.pop_back();
+
+    // A malformed script is reported before anything is loaded.
+    panelhost::Script parsed;
+    if (!script.empty()) {
+        parsed = panelhost::parseScript(scriptText);
+        if (!parsed.errors.empty()) {
+            for (const auto& e : parsed.errors) std::cerr << scriptName << ":" << e.line << ": " << e.message << std::endl;
+            if (temporary) fs::remove_all(dir, ec);
+            return 2;
+        }
+    }
+
+    int status = 0;
+    {
+        panelhost::HostOptions options;
+        options.modulePath = modulePath;
+        options.runDir = dir;
+        options.narrate = !quiet;
+        panelhost::Host host(options);
+        host.narrator().always("panelhost: run directory " + dir);
+        if (!script.empty()) {
+            panelhost::ScriptRunner runner(host, scriptName);
+            status = runner.run(parsed);
+            host.stop();
+            host.narrator().always(status == 0 ? "panelhost: " + scriptName + " passed"
+                                               : "panelhost: " + scriptName + " FAILED");
+        } else {
+            panelhost::Console console(host);
+            status = console.run();
+            host.stop();
+        }
+    }
+    if (temporary && !keep) {
+        if (::chdir("/") != 0) {
+        }
+        fs::remove_all(dir, ec);
+    }
+    return status;
+}
