@@ -1,11 +1,13 @@
 #include "panelsettings.h"
 
 #include <cstdio>
+#include <exception>
 #include <iostream>
 #include <utility>
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -290,7 +292,7 @@ bool PanelSettings::load(const std::string& path)
     std::vector<std::pair<FunctionID, FIDParameterList>> replay;
     {
         std::lock_guard<std::mutex> guard(m_documentLock);
-        if (!m_document.LoadFile(path.c_str(), TIXML_ENCODING_UNKNOWN)) return false;
+        if (!loadDocument(path)) return false;
         for (const TiXmlNode* node = m_document.FirstChild(); node; node = node->NextSibling()) {
             const TiXmlElement* fid = node->ToElement();
             if (!fid || fid->ValueStr() != "fid") continue;
@@ -308,6 +310,25 @@ bool PanelSettings::load(const std::string& path)
     }
     for (const auto& entry : replay) m_pMapHandler->sendFID(entry.first, entry.second);
     return true;
+}
+
+// Only a regular file is read: a folder in its place, or a file too big to
+// hold, fails like a missing one.
+bool PanelSettings::loadDocument(const std::string& path)
+{
+    FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file) return false;
+    struct stat info {};
+    bool loaded = false;
+    if (::fstat(::fileno(file), &info) == 0 && S_ISREG(info.st_mode)) {
+        try {
+            loaded = m_document.LoadFile(file, TIXML_ENCODING_UNKNOWN);
+        } catch (const std::exception&) {
+            loaded = false;
+        }
+    }
+    std::fclose(file);
+    return loaded;
 }
 
 bool PanelSettings::saveFidToFile(const FunctionID& name, const FIDParameterList* params)

@@ -139,6 +139,7 @@ private:
     void setBrightnessEntry(EBrightness which, int workplace, uint16_t value);
     static std::string stateKey(int workplace, const char* suffix);
     void requireWidgetManager() const;
+    bool loadDocument(const std::string& path);
     bool writeDocument();
 
     TiXmlDocument m_document;
