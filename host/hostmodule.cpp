@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include "hostcall.h"
 #include "narrator.h"
 
 namespace panelhost {
@@ -14,7 +15,16 @@ HostModule::~HostModule()
 
 void HostModule::phase(int number, const std::string& text)
 {
+    m_narrator.flushSummary();
+    recordHostCall(m_recorder, "Host.phase", {std::to_string(number)}, false);
     m_narrator.line("phase", std::to_string(number) + (number < 10 ? "   " : "  ") + text);
+}
+
+IInterface* HostModule::query(unsigned int id)
+{
+    IInterface* answer = m_module ? m_module->queryInterface(id) : nullptr;
+    recordHostCall(m_recorder, "Host.queryInterface", {std::to_string(id), answer ? "present" : "null"}, false);
+    return answer;
 }
 
 bool HostModule::load(const std::string& path, std::string& error)
@@ -46,14 +56,19 @@ bool HostModule::start(const HostInterfaces& host, const ModuleConfiguration& co
     }
     phase(2, "onCreateModule: the module object is made, its two background threads start and it registers "
              "its shell commands");
+    m_narrator.setSummarising(true);
     m_module = m_create();
     if (!m_module) {
+        m_narrator.setSummarising(false);
         error = "onCreateModule answered null";
         return false;
     }
     phase(3, "ask for interface 1201 (IMFDConfiguration) and 1100 (IFunctionID, where FIDs go in)");
-    m_configuration = dynamic_cast<IMFDConfiguration*>(m_module->queryInterface(kIdMFDConfiguration));
-    m_functionID = dynamic_cast<IFunctionID*>(m_module->queryInterface(kIdFunctionID));
+    m_configuration = dynamic_cast<IMFDConfiguration*>(query(kIdMFDConfiguration));
+    m_functionID = dynamic_cast<IFunctionID*>(query(kIdFunctionID));
+    // Not there yet: the macro system and the settings come in phase 6.
+    query(kIdMacroSystem);
+    query(kIdPanelSettings);
     if (!m_configuration || !m_functionID) {
         error = std::string("the module doesn't answer ") + (m_configuration ? "1100 (IFunctionID)" : "1201 (IMFDConfiguration)");
         stop();
@@ -83,7 +98,8 @@ bool HostModule::start(const HostInterfaces& host, const ModuleConfiguration& co
     m_configuration->initializationCompleted();
 
     phase(7, "ask for 1107 (IMacroSystem), 1012 (IPanelSettings), 1109 (IPanelMFD) and hand in the rest");
-    m_panelMFD = dynamic_cast<IPanelMFD*>(m_module->queryInterface(kIdPanelMFD));
+    query(kIdPanelSettings);
+    m_panelMFD = dynamic_cast<IPanelMFD*>(query(kIdPanelMFD));
     if (!m_panelMFD) {
         error = "the module doesn't answer 1109 (IPanelMFD)";
         stop();
@@ -110,7 +126,7 @@ bool HostModule::start(const HostInterfaces& host, const ModuleConfiguration& co
     } else {
         m_narrator.line("", "no workplace file is named");
     }
-    IMacroSystem* macros = macroSystem();
+    IMacroSystem* macros = dynamic_cast<IMacroSystem*>(query(kIdMacroSystem));
     if (macros) {
         handed.clear();
         withheld.clear();
@@ -131,12 +147,14 @@ bool HostModule::start(const HostInterfaces& host, const ModuleConfiguration& co
     phase(8, "interfaceInitializationDone: the stored settings are replayed, the workplace file is read and its "
              "state published");
     m_panelMFD->interfaceInitializationDone();
+    m_narrator.setSummarising(false);
     phase(9, "running: FIDs go in through IFunctionID::sendFID");
     return true;
 }
 
 void HostModule::stop()
 {
+    m_narrator.setSummarising(false);
     if (!m_module) return;
     if (m_configuration) {
         phase(10, "deinitialize");

@@ -15,6 +15,7 @@
 namespace panelhost {
 
 class Narrator;
+class Recorder;
 
 // The host interfaces handed in; a null pointer is withheld.
 struct HostInterfaces {
@@ -43,7 +44,10 @@ struct ModuleConfiguration {
 
 class HostModule {
 public:
-    explicit HostModule(Narrator& narrator) : m_narrator(narrator) {}
+    // Each phase and each interface query is recorded in the calls stream as
+    // "Host.phase N" and "Host.queryInterface ID present|null", so that a
+    // script can check what the module answered before and after a phase.
+    HostModule(Narrator& narrator, Recorder& recorder) : m_narrator(narrator), m_recorder(recorder) {}
     ~HostModule();
     HostModule(const HostModule&) = delete;
     HostModule& operator=(const HostModule&) = delete;
@@ -70,8 +74,10 @@ public:
 
 private:
     void phase(int number, const std::string& text);
+    IInterface* query(unsigned int id);
 
     Narrator& m_narrator;
+    Recorder& m_recorder;
     void* m_library = nullptr;
     OnCreateModuleFunction m_create = nullptr;
     oskit::Module* m_module = nullptr;

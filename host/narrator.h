@@ -7,6 +7,8 @@
 
 #include <mutex>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "oskit/LogBackend.h"
 
@@ -34,12 +36,21 @@ public:
     // Always written, narration on or off (results, failures, the run dir).
     void always(const std::string& text);
 
+    // While summarising (the start-up phases publish thousands of keys), state
+    // lines are gathered by their first two words and shown as one line per
+    // group at the next flush; a group of one key shows the key itself.
+    void setSummarising(bool on);
+    void flushSummary();
+
 private:
     void write(const std::string& text);
+    void flushLocked();
     mutable std::mutex m_mutex;
     int m_fd;
     bool m_enabled = true;
     oskit::logbackend::Level m_logLevel = oskit::logbackend::Level::Info;
+    bool m_summarising = false;
+    std::vector<std::pair<std::string, std::vector<std::string>>> m_groups;
 };
 
 } // namespace panelhost

@@ -38,7 +38,7 @@ Host::Host(HostOptions options)
       m_widgetManager(m_recorder),
       m_widgetControl(m_recorder),
       m_panelEvent(m_recorder),
-      m_module(m_narrator)
+      m_module(m_narrator, m_recorder)
 {
     m_state.setPrefix(m_options.prefix);
     m_state.setPublisher(&m_publisher);
