@@ -85,6 +85,12 @@ void Narrator::heading(const std::string& text)
     if (m_enabled) write("\n== " + text + "\n");
 }
 
+void Narrator::note(const std::string& text)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_enabled) write("   " + text + "\n");
+}
+
 void Narrator::echo(const std::string& where, const std::string& text)
 {
     std::lock_guard<std::mutex> lock(m_mutex);

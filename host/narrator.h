@@ -31,6 +31,8 @@ public:
     void line(const std::string& tag, const std::string& text);
     // A heading from a script comment, set off by a blank line.
     void heading(const std::string& text);
+    // A further comment line under a heading, indented.
+    void note(const std::string& text);
     // A script line as it is about to run.
     void echo(const std::string& where, const std::string& text);
     // Always written, narration on or off (results, failures, the run dir).

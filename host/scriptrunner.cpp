@@ -147,7 +147,9 @@ bool ScriptRunner::ensureStarted(StepResult& result)
 StepResult ScriptRunner::execute(const Command& c)
 {
     if (c.kind == CommandKind::Comment) {
-        if (!c.value.empty()) m_host.narrator().heading(c.value);
+        if (c.line == m_lastCommentLine + 1) m_host.narrator().note(c.value);
+        else m_host.narrator().heading(c.value);
+        m_lastCommentLine = c.line;
         return {};
     }
     StepResult r;

@@ -50,6 +50,7 @@ private:
     Host& m_host;
     std::string m_source;
     std::map<std::string, int> m_locks; // path -> open file holding the flock
+    int m_lastCommentLine = -1;         // a comment right under another continues its paragraph
 };
 
 } // namespace panelhost
