@@ -38,10 +38,9 @@ int BinarySemaphore::take(unsigned timeoutMs)
 
 void BinarySemaphore::give()
 {
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_free = true;
-    }
+    // Notifies under the lock: the taker may destroy the semaphore once it has it.
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_free = true;
     m_cond.notify_one();
 }
 

@@ -79,10 +79,8 @@ void Thread::body()
     pthread_setname_np(pthread_self(), shortName.c_str());
     run();
     t_currentThread = nullptr;
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_state = STATE_TERMINATED;
-    }
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_state = STATE_TERMINATED;
     m_finished.notify_all();
 }
 

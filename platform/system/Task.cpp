@@ -31,12 +31,11 @@ bool SignalingEvent::waitForOperationToComplete()
     return waitDuration(m_cond, lock, m_timeout, [this] { return m_complete; });
 }
 
+// Notifies under the lock: a waiter may destroy the event as soon as it returns.
 void SignalingEvent::operationIsComplete()
 {
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_complete = true;
-    }
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_complete = true;
     m_cond.notify_all();
 }
 
