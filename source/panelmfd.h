@@ -114,6 +114,8 @@ public:
     const std::string& getWorkplaceConfigFilename() const { return m_workplaceConfigFilename; }
     void driveWorkplaceState();
     void updateRebootIndication();
+    // Hours (wrapping at 24) and minutes of a time since start: "%02lu:%02lu".
+    static std::string formatRebootIndication(double elapsedSeconds);
 
     // Background threads and date.
     void updateHwThread();

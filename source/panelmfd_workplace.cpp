@@ -262,15 +262,21 @@ void PanelMFD::driveWorkplaceState()
     }
 }
 
+std::string PanelMFD::formatRebootIndication(double elapsedSeconds)
+{
+    // A clock set back before the start counts as no time at all.
+    const unsigned long seconds =
+        elapsedSeconds > 0.0 && elapsedSeconds < 1e15 ? static_cast<unsigned long>(elapsedSeconds) : 0UL;
+    char text[48];
+    std::snprintf(text, sizeof(text), "%02lu:%02lu", (seconds / 3600) % 24, (seconds / 60) % 60);
+    return text;
+}
+
 void PanelMFD::updateRebootIndication()
 {
     PANEL_ASSERT(m_pMapHandler, "m_pMapHandler");
     const double elapsed = oskit::Time::getCurrentTime().getSeconds() - m_startTime.load();
-    // A clock set back before the start counts as no time at all.
-    const unsigned long seconds = elapsed > 0.0 && elapsed < 1e15 ? static_cast<unsigned long>(elapsed) : 0UL;
-    char text[32];
-    std::snprintf(text, sizeof(text), "%02lu:%02lu", (seconds / 3600) % 24, (seconds / 60) % 60);
-    m_pMapHandler->setStateValue("SYSTEM.REBOOT_INDICATION", text);
+    m_pMapHandler->setStateValue("SYSTEM.REBOOT_INDICATION", formatRebootIndication(elapsed));
 }
 
 void PanelMFD::workplaceChanged()
