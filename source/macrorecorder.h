@@ -254,6 +254,8 @@ private:
     void loadAttachments();
     // Puts a macro into a register; the one it replaces is freed.
     void storeMacro(int number, Macro* pMacro);
+    // Empties a register, removes its file and publishes it.
+    void removeMacro(int number);
     // Saves a copy of the register's macro, if any.
     void saveRegister(int number);
 

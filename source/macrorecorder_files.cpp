@@ -293,11 +293,16 @@ void MacroRecorder::deleteMacro(int number)
     if (m_macroPlaying.load() && m_latestReg.load() == number) {
         // The play thread walks this macro: it finishes the deletion when it stops.
         m_deleteAfterPlay = true;
-        stopMacro();
         m_latestReg = -1;
+        stopMacro();
         driveLatestRegNumber();
         return;
     }
+    removeMacro(number);
+}
+
+void MacroRecorder::removeMacro(int number)
+{
     storeMacro(number, nullptr);
     oskit::File::remove(getMacroFilePath(number));
     driveMacroName(number);

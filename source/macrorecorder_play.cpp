@@ -158,7 +158,8 @@ void MacroRecorder::playMacro(int macroNumber, const UniqueWidgetID& widget, con
         }
     }
 
-    if (m_deleteAfterPlay.exchange(false)) deleteMacro(macroNumber);
+    // A deletion of this register while it played is finished here.
+    if (m_deleteAfterPlay.exchange(false)) removeMacro(macroNumber);
     m_macroPlaying = false;
     driveRecallActive();
     if (!notifyEvent.empty()) panelEvent->notifyEvent(widget, notifyEvent);
