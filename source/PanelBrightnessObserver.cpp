@@ -1,6 +1,9 @@
 #include "PanelBrightnessObserver.h"
 
+#include <cerrno>
+#include <chrono>
 #include <cstdint>
+#include <thread>
 #include <cstdlib>
 #include <iostream>
 
@@ -49,8 +52,14 @@ void PanelBrightnessObserver::poll()
         report("PBO: File did Not open");
         return;
     }
-    if (::flock(fd, LOCK_SH) != 0) {
+    switch (lockShared(fd)) {
+    case ELock::LOCKED:
+        break;
+    case ELock::FAILED:
         report("PBO: File did Not lock");
+        ::close(fd);
+        return;
+    case ELock::STOPPING:
         ::close(fd);
         return;
     }
@@ -72,6 +81,20 @@ void PanelBrightnessObserver::poll()
     ::flock(fd, LOCK_UN);
     ::fsync(fd);
     ::close(fd);
+}
+
+// Waits for the shared lock as long as an outside writer holds the file
+// exclusively, but gives up when the task is asked to stop, so that a lock
+// held for ever cannot keep the driver from shutting down.
+PanelBrightnessObserver::ELock PanelBrightnessObserver::lockShared(int fd)
+{
+    for (;;) {
+        if (::flock(fd, LOCK_SH | LOCK_NB) == 0) return ELock::LOCKED;
+        if (errno == EINTR) continue;
+        if (errno != EWOULDBLOCK) return ELock::FAILED;
+        if (m_pStopEvent.load() != nullptr) return ELock::STOPPING;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
 }
 
 bool PanelBrightnessObserver::splitFields(const std::string& text, Tokens& tokens)

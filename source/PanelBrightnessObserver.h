@@ -41,6 +41,8 @@ public:
     static bool splitFields(const std::string& text, Tokens& tokens);
 
 private:
+    enum class ELock { LOCKED, FAILED, STOPPING };
+    ELock lockShared(int fd);
     void apply(const Tokens& tokens);
 
     PanelSettings* m_pParent = nullptr;
