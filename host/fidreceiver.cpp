@@ -15,6 +15,13 @@ void FidReceiver::setPrefix(const std::string& prefix)
     m_prefix = prefix;
 }
 
+void FidReceiver::setModule(IFunctionID* module)
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_module = module;
+    if (!module) m_idle.wait(lock, [this] { return m_inFlight == 0; });
+}
+
 void FidReceiver::sendFID(const FunctionID& name, const FIDParameterList& params) const
 {
     Entry e;
@@ -27,9 +34,14 @@ void FidReceiver::sendFID(const FunctionID& name, const FIDParameterList& params
     const std::string list = paramsText(params, true);
     if (!list.empty()) e.text += " " + list;
     std::string prefix;
+    IFunctionID* module = nullptr;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         prefix = m_prefix;
+        if (startsWith(name, prefix + ".")) {
+            module = m_module;
+            if (module) ++m_inFlight;
+        }
     }
     const bool own = startsWith(name, prefix + ".");
     const auto dot = name.find('.');
@@ -37,8 +49,20 @@ void FidReceiver::sendFID(const FunctionID& name, const FIDParameterList& params
     m_recorder.append(Stream::Sent, std::move(e), "fid",
                       own ? "back into the module" : "to mainframe driver " + driver);
     if (own) {
-        IFunctionID* module = m_module.load();
-        if (module) module->sendFID(name.substr(prefix.size() + 1), params);
+        if (!module) return;
+        struct Done {
+            const FidReceiver& self;
+            ~Done()
+            {
+                {
+                    std::lock_guard<std::mutex> lock(self.m_mutex);
+                    --self.m_inFlight;
+                }
+                self.m_idle.notify_all();
+            }
+        } done{*this};
+        // Into the module without our lock: it may send straight back.
+        module->sendFID(name.substr(prefix.size() + 1), params);
         return;
     }
     m_mainframe.receive(driver, name, params);

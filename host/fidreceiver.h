@@ -6,7 +6,7 @@
 // module's own IFunctionID::sendFID with the prefix taken off; any other name
 // goes to the simulated mainframe driver named by its first word.
 
-#include <atomic>
+#include <condition_variable>
 #include <mutex>
 #include <string>
 
@@ -23,7 +23,11 @@ public:
 
     void setPrefix(const std::string& prefix);
     // The module's own FID entry (id 1100); null while there is no module.
-    void setModule(IFunctionID* module) { m_module.store(module); }
+    // Setting null waits until FIDs routed into the module on other threads
+    // have returned, so that the module may be destroyed right after (a
+    // playing macro keeps sending until the module stops its threads; from
+    // then on its FIDs are only recorded).
+    void setModule(IFunctionID* module);
 
     IInterface* queryInterface(unsigned int) override { return nullptr; }
     void sendFID(const FunctionID& name, const FIDParameterList& params) const override;
@@ -35,7 +39,9 @@ private:
     SimMainframe& m_mainframe;
     mutable std::mutex m_mutex;
     std::string m_prefix = "PANEL";
-    std::atomic<IFunctionID*> m_module{nullptr};
+    mutable std::condition_variable m_idle;
+    IFunctionID* m_module = nullptr;
+    mutable int m_inFlight = 0;
 };
 
 } // namespace panelhost

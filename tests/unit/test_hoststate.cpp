@@ -325,6 +325,36 @@ TEST(HostFidReceiver, NamesOfOtherDriversNeverReachTheModule)
     EXPECT_EQ(recorder.size(Stream::Sent), 3u);
 }
 
+TEST(HostFidReceiver, DetachingTheModuleWaitsForFidsRoutedIntoIt)
+{
+    Recorder recorder;
+    TableRig rig;
+    Knobs knobs;
+    SimMainframe mainframe(recorder, rig.table, knobs);
+    FidReceiver receiver(recorder, mainframe);
+    MockFIDReceiver module;
+    std::promise<void> entered;
+    std::promise<void> release;
+    std::atomic<bool> returned{false};
+    EXPECT_CALL(module, sendFID("MACRO0.STOP", _)).WillOnce([&](const FunctionID&, const FIDParameterList&) {
+        entered.set_value();
+        release.get_future().wait();
+        returned = true;
+    });
+    receiver.setModule(&module);
+    std::thread player([&] { receiver.sendFID("PANEL.MACRO0.STOP", params({})); });
+    entered.get_future().wait();
+    auto detached = std::async(std::launch::async, [&] {
+        receiver.setModule(nullptr);
+        return returned.load();
+    });
+    release.set_value();
+    EXPECT_TRUE(detached.get());
+    player.join();
+    receiver.sendFID("PANEL.MACRO0.STOP", params({})); // only recorded now
+    EXPECT_EQ(recorder.size(Stream::Sent), 2u);
+}
+
 TEST(HostFidReceiver, WithoutAModuleTheFidIsOnlyRecorded)
 {
     Recorder recorder;
