@@ -6,7 +6,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <chrono>
+#include <filesystem>
 #include <future>
 #include <thread>
 
@@ -15,6 +21,8 @@
 #include "panelhost.h"
 #include "publisher.h"
 #include "recorder.h"
+#include "scriptparser.h"
+#include "scriptrunner.h"
 #include "simmainframe.h"
 #include "simsystem.h"
 #include "statetable.h"
@@ -594,4 +602,149 @@ TEST(HostText, QuotedWordsRoundTrip)
         ASSERT_EQ(words.size(), 1u) << text;
         EXPECT_EQ(words[0].text, text);
     }
+}
+
+namespace {
+
+struct RunnerRig {
+    std::string dir;
+    std::unique_ptr<Host> host;
+    std::unique_ptr<ScriptRunner> runner;
+    RunnerRig()
+    {
+        char pattern[] = "/tmp/hoststate-XXXXXX";
+        dir = mkdtemp(pattern);
+        HostOptions options;
+        options.runDir = dir;
+        options.captureStdout = false;
+        options.captureLog = false;
+        host = std::make_unique<Host>(options);
+        runner = std::make_unique<ScriptRunner>(*host, "test");
+    }
+    ~RunnerRig()
+    {
+        runner.reset();
+        host.reset();
+        std::error_code ec;
+        std::filesystem::remove_all(dir, ec);
+    }
+    StepResult line(const std::string& text)
+    {
+        Script s = parseScript(text);
+        EXPECT_TRUE(s.errors.empty()) << text;
+        StepResult last;
+        for (const auto& c : s.commands) {
+            last = runner->execute(c);
+            if (!last.ok) break;
+        }
+        return last;
+    }
+};
+
+} // namespace
+
+TEST(HostScriptRunner, ExpectMovesTheCursorPastTheMatchSoOrderIsChecked)
+{
+    RunnerRig rig;
+    ASSERT_TRUE(rig.line("publish A = 1\npublish B = 2\npublish A = 3").ok);
+    EXPECT_TRUE(rig.line("expect change A = 1").ok);
+    EXPECT_TRUE(rig.line("expect change A = 3").ok);
+    StepResult r = rig.line("expect change B = 2"); // came before the cursor
+    EXPECT_FALSE(r.ok);
+    EXPECT_EQ(r.message, "expected change B = 2 ; saw nothing");
+}
+
+TEST(HostScriptRunner, ExpectNoLeavesTheCursorWhereItIs)
+{
+    RunnerRig rig;
+    ASSERT_TRUE(rig.line("publish A = 1\npublish B = 2").ok);
+    EXPECT_TRUE(rig.line("expect no change C").ok);
+    EXPECT_TRUE(rig.line("expect change A = 1").ok);
+    StepResult r = rig.line("expect no change B");
+    EXPECT_FALSE(r.ok);
+    EXPECT_EQ(r.message, "expected no change B ; saw B = 2");
+    EXPECT_TRUE(rig.line("expect change B = 2").ok);
+}
+
+TEST(HostScriptRunner, FailedExpectNamesTheNearestCandidates)
+{
+    RunnerRig rig;
+    ASSERT_TRUE(rig.line("publish PANEL.X = one\npublish PANEL.Y = two").ok);
+    StepResult r = rig.line("expect change PANEL.X = three");
+    EXPECT_EQ(r.message, "expected change PANEL.X = three ; saw PANEL.X = one");
+    StepResult s = rig.line("expect state PANEL.Z = 1");
+    EXPECT_EQ(s.message, "expected state PANEL.Z = 1 ; saw no key PANEL.Z");
+    StepResult t = rig.line("expect state int PANEL.X = one");
+    EXPECT_EQ(t.message, "expected state int PANEL.X = one ; saw PANEL.X = one (text)");
+}
+
+TEST(HostScriptRunner, WithinWaitsForALaterChange)
+{
+    RunnerRig rig;
+    std::thread later([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        rig.host->state().publish("MFD1.MACRO.REG1.STATUS", "PLAY");
+    });
+    EXPECT_TRUE(rig.line("expect change MFD1.MACRO.REG1.STATUS = PLAY within 5000").ok);
+    EXPECT_TRUE(rig.line("expect state MFD1.MACRO.REG1.STATUS = PLAY").ok);
+    later.join();
+}
+
+TEST(HostScriptRunner, FilesBytesAndRunDirectory)
+{
+    RunnerRig rig;
+    ASSERT_TRUE(rig.line("file deep/down/a.txt <<END\n path {run}\nEND").ok);
+    EXPECT_TRUE(rig.line("expect file deep/down/a.txt = <<END\n path {run}\nEND").ok);
+    EXPECT_TRUE(rig.line("expect file deep/down/a.txt contains " + rig.dir).ok);
+    EXPECT_TRUE(rig.line("expect file deep/down/a.txt lacks {run}x").ok);
+    ASSERT_TRUE(rig.line("file b.bin hex <<END\n00 ff\nEND").ok);
+    EXPECT_TRUE(rig.line("expect file b.bin = hex <<END\n00ff\nEND").ok);
+    EXPECT_TRUE(rig.line("remove b.bin\nexpect no file b.bin").ok);
+    StepResult r = rig.line("expect file b.bin");
+    EXPECT_EQ(r.message.rfind("expected file b.bin ; saw no file ", 0), 0u) << r.message;
+}
+
+TEST(HostScriptRunner, LocksAreTakenFromASeparateFile)
+{
+    RunnerRig rig;
+    ASSERT_TRUE(rig.line("file data/x.txt <<END\nEND\nlock data/x.txt exclusive").ok);
+    const std::string path = rig.dir + "/data/x.txt";
+    const int fd = ::open(path.c_str(), O_RDONLY);
+    ASSERT_GE(fd, 0);
+    EXPECT_NE(::flock(fd, LOCK_SH | LOCK_NB), 0); // held by the script
+    EXPECT_FALSE(rig.line("lock data/x.txt shared").ok);
+    EXPECT_TRUE(rig.line("unlock data/x.txt").ok);
+    EXPECT_EQ(::flock(fd, LOCK_SH | LOCK_NB), 0);
+    ::close(fd);
+}
+
+TEST(HostScriptRunner, SimKnobsReadBack)
+{
+    RunnerRig rig;
+    std::string all = "0102";
+    for (int i = 0; i < 254; ++i) all += "ff";
+    EXPECT_TRUE(rig.line("sim i2c.eeprom = hex <<END\n0102\nEND\nexpect sim i2c.eeprom = hex <<END\n" + all + "\nEND").ok);
+    EXPECT_FALSE(rig.line("expect sim i2c.eeprom = hex <<END\n0102\nEND").ok); // 256 bytes are stored
+    EXPECT_TRUE(rig.line("sim date = 2024-01-02\nexpect sim date = 2024-01-02").ok);
+    StepResult r = rig.line("sim i2c.write = sometimes");
+    EXPECT_FALSE(r.ok);
+    EXPECT_NE(r.message.find("ok fail"), std::string::npos) << r.message;
+}
+
+TEST(HostScriptRunner, LinesNeedingTheModuleFailClearlyWithoutOne)
+{
+    HostOptions options;
+    char pattern[] = "/tmp/hoststate-XXXXXX";
+    options.runDir = mkdtemp(pattern);
+    options.modulePath = "/nonexistent/libpanelmfd.so";
+    options.captureStdout = false;
+    options.captureLog = false;
+    Host host(options);
+    ScriptRunner runner(host, "test");
+    Script s = parseScript("fid SETVAR NAME=a VALUE=b");
+    StepResult r = runner.execute(s.commands[0]);
+    EXPECT_FALSE(r.ok);
+    EXPECT_NE(r.message.find("cannot load the module /nonexistent/libpanelmfd.so"), std::string::npos) << r.message;
+    std::error_code ec;
+    std::filesystem::remove_all(options.runDir, ec);
 }
