@@ -243,6 +243,7 @@ TEST_F(PanelMFDModuleTest, LoadedModuleWalksThePhasesAndIsDestroyedCleanly)
     ASSERT_NE(fids, nullptr);
 
     ::testing::NiceMock<MockPanelState> state;
+    EXPECT_CALL(state, setStateValue(_, _)).Times(::testing::AnyNumber());
     EXPECT_CALL(state, setStateValue("LOADED", "")).Times(1);
     config->setPanelStateInterface(&state);
     config->setConfiguration(0, "PANEL", dir.str(), "", "", "", dir.str());
