@@ -42,6 +42,7 @@ protected:
 
 struct Bench {
     std::filesystem::path path;
+    bool linked = false;
     FIDMapHandler map;
     MFDConfigHandler config;
     SilentWidgetManager widgets;
@@ -54,9 +55,17 @@ struct Bench {
         std::string templ = (base / "brightness-fuzz-XXXXXX").string();
         if (!::mkdtemp(templ.data())) std::abort();
         path = templ;
-        std::filesystem::create_directories(path / "data" / "PANEL");
         std::filesystem::create_directories(path / "nvram");
-        std::filesystem::current_path(path);
+        // The exchange file lies under the working directory, which stays
+        // where libFuzzer was started (its corpus and artifacts are relative);
+        // "data" there links to the memory file system, so that the many
+        // fsync calls stay cheap.
+        if (!std::filesystem::exists("data")) {
+            std::filesystem::create_directories(path / "data" / "PANEL");
+            std::filesystem::create_directory_symlink(path / "data", "data");
+            linked = true;
+        }
+        std::filesystem::create_directories("data/PANEL");
         config.m_dataDirectory = (path / "nvram").string();
         settings = new PolledSettings(&map, &config);
         settings->setWidgetManagerInterface(&widgets);
@@ -66,6 +75,7 @@ struct Bench {
     {
         delete settings;
         std::error_code error;
+        if (linked) std::filesystem::remove("data", error);
         std::filesystem::remove_all(path, error);
     }
 };

@@ -37,10 +37,10 @@ protected:
     void startBrightnessObserver() override {}
 };
 
-// A run directory on a memory file system where there is one, made the
-// working directory, with data/PANEL for the exchange file.
+// The data directory on a memory file system where there is one.
 struct RunDirectory {
     std::filesystem::path path;
+    bool linked = false;
     RunDirectory()
     {
         const std::filesystem::path base =
@@ -48,13 +48,22 @@ struct RunDirectory {
         std::string templ = (base / "panelsettings-fuzz-XXXXXX").string();
         if (!::mkdtemp(templ.data())) std::abort();
         path = templ;
-        std::filesystem::create_directories(path / "data" / "PANEL");
         std::filesystem::create_directories(path / "nvram");
-        std::filesystem::current_path(path);
+        // The exchange file lies under the working directory, which stays
+        // where libFuzzer was started (its corpus and artifacts are relative);
+        // "data" there links to the memory file system, so that the many
+        // fsync calls stay cheap.
+        if (!std::filesystem::exists("data")) {
+            std::filesystem::create_directories(path / "data" / "PANEL");
+            std::filesystem::create_directory_symlink(path / "data", "data");
+            linked = true;
+        }
+        std::filesystem::create_directories("data/PANEL");
     }
     ~RunDirectory()
     {
         std::error_code error;
+        if (linked) std::filesystem::remove("data", error);
         std::filesystem::remove_all(path, error);
     }
 };
