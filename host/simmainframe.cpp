@@ -97,8 +97,10 @@ void SimMainframe::run()
             continue;
         }
         auto first = m_pending.begin();
-        if (Clock::now() < first->first) {
-            m_wake.wait_until(lock, first->first);
+        // A copy: the entry may go while we wait without the lock.
+        const Clock::time_point due = first->first;
+        if (Clock::now() < due) {
+            m_wake.wait_until(lock, due);
             continue;
         }
         Answer answer = std::move(first->second);
