@@ -3,6 +3,7 @@
 #include <editline/readline.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -145,7 +146,13 @@ void Console::handle(const std::string& text)
 int Console::run()
 {
     s_console = this;
+    FILE* screen = nullptr;
     if (m_terminal) {
+        // The module's standard output is captured: the prompt and the line
+        // being edited go to the terminal the narration writes to.
+        const int fd = m_host.narrator().fd() >= 0 ? ::dup(m_host.narrator().fd()) : -1;
+        screen = fd >= 0 ? ::fdopen(fd, "w") : nullptr;
+        if (screen) rl_outstream = screen;
         read_history(m_historyFile.c_str());
         rl_attempted_completion_function = complete;
     }
@@ -180,6 +187,10 @@ int Console::run()
         handle(chunk);
     }
     if (m_terminal) write_history(m_historyFile.c_str());
+    if (screen) {
+        rl_outstream = nullptr;
+        std::fclose(screen);
+    }
     s_console = nullptr;
     return 0;
 }
