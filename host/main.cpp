@@ -120,6 +120,7 @@ int main(int argc, char** argv)
         options.modulePath = modulePath;
         options.runDir = dir;
         options.narrate = !quiet;
+        options.captureStdout = true;
         panelhost::Host host(options);
         host.narrator().always("panelhost: run directory " + dir);
         if (!script.empty()) {

@@ -43,7 +43,7 @@ struct HostOptions {
     std::string runDir;     // absolute; made if missing
     std::string prefix = "PANEL";
     bool narrate = false;        // narration on the original standard output
-    bool captureStdout = true;   // the module's standard output into the "stdout" stream
+    bool captureStdout = false;  // the module's standard output (fd 1) into the "stdout" stream
     bool captureLog = true;      // log entries into the "log" stream, every level
 };
 

@@ -16,6 +16,7 @@
 #include <future>
 #include <thread>
 
+#include "console.h"
 #include "hostifaces.h"
 #include "knobs.h"
 #include "panelhost.h"
@@ -747,4 +748,27 @@ TEST(HostScriptRunner, LinesNeedingTheModuleFailClearlyWithoutOne)
     EXPECT_NE(r.message.find("cannot load the module /nonexistent/libpanelmfd.so"), std::string::npos) << r.message;
     std::error_code ec;
     std::filesystem::remove_all(options.runDir, ec);
+}
+
+TEST(HostConsole, CompletesCommandWordsFidNamesAndOperations)
+{
+    HostOptions options;
+    options.runDir = "/tmp";
+    options.captureLog = false;
+    Host host(options);
+    Console console(host);
+    auto has = [](const std::set<std::string>& set, const std::string& word) { return set.count(word) == 1; };
+    EXPECT_TRUE(has(console.candidates("", "ex"), "expect"));
+    EXPECT_TRUE(has(console.candidates("", "q"), "quit"));
+    EXPECT_TRUE(has(console.candidates("fid ", "SETV"), "SETVAR"));
+    EXPECT_TRUE(has(console.candidates("fid ", "COLORS."), "COLORS.LOAD.PREPARE"));
+    EXPECT_TRUE(has(console.candidates("record ", "PANEL.LOG"), "PANEL.LOG.TIMESTAMP"));
+    EXPECT_TRUE(has(console.candidates("call ", "IMacroSystem.exec"), "IMacroSystem.execPreMacro"));
+    EXPECT_TRUE(has(console.candidates("expect get ", "query"), "queryInterface"));
+    EXPECT_TRUE(has(console.candidates("expect ", "st"), "state"));
+    // Names seen sent by the module join the list.
+    FIDParameterList p;
+    host.fidReceiver().sendFID("PANEL.MACRO0.RECALL", p);
+    EXPECT_TRUE(has(console.candidates("fid ", "MACRO0."), "MACRO0.RECALL"));
+    EXPECT_TRUE(console.candidates("fid ", "NOSUCH").empty());
 }
