@@ -1,6 +1,9 @@
 #include "panelsettings.h"
 
+#include <cerrno>
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <utility>
@@ -190,6 +193,27 @@ uint16_t PanelSettings::getLeverArmTestStepCount(int workplace)
 std::string PanelSettings::stateKey(int workplace, const char* suffix)
 {
     return "SETTINGS" + std::to_string(workplace) + suffix;
+}
+
+PanelSettings::ENumber PanelSettings::readInteger(const FIDParameterList* list, const char* name, int& value)
+{
+    std::string text;
+    if (!readText(list, name, text)) return ENumber::MISSING;
+    errno = 0;
+    char* end = nullptr;
+    const long number = std::strtol(text.c_str(), &end, 10);
+    if (end == text.c_str()) {
+        value = 0;
+        return ENumber::VALID;
+    }
+    if (errno == ERANGE || number < INT_MIN || number > INT_MAX) return ENumber::OUT_OF_RANGE;
+    value = static_cast<int>(number);
+    return ENumber::VALID;
+}
+
+bool PanelSettings::readText(const FIDParameterList* list, const char* name, std::string& text)
+{
+    return list && list->getValue(name, text);
 }
 
 void PanelSettings::publishDefaults(int workplace)

@@ -138,6 +138,11 @@ private:
     uint16_t brightnessEntry(EBrightness which, int workplace) const;
     void setBrightnessEntry(EBrightness which, int workplace, uint16_t value);
     static std::string stateKey(int workplace, const char* suffix);
+    // An integer parameter, read as FIDParameterList reads it, except that a
+    // number beyond an int is told apart instead of reading as 0.
+    enum class ENumber { MISSING, VALID, OUT_OF_RANGE };
+    static ENumber readInteger(const FIDParameterList* list, const char* name, int& value);
+    static bool readText(const FIDParameterList* list, const char* name, std::string& text);
     void requireWidgetManager() const;
     bool loadDocument(const std::string& path);
     bool writeDocument();

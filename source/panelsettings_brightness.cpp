@@ -25,7 +25,10 @@ bool PanelSettings::brightnessSet(EBrightness which, const FunctionID& name, con
     const BrightnessRule& rule = s_brightnessRules[which];
     int value = 0;
     int workplace = 0;
-    if (!paraList || !paraList->getValue("VALUE", value) || !paraList->getValue("WP", workplace)) return false;
+    const ENumber first = readInteger(paraList, "VALUE", value);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (first == ENumber::MISSING || wp == ENumber::MISSING) return false;
+    if (first == ENumber::OUT_OF_RANGE || wp == ENumber::OUT_OF_RANGE) return false;
     if (rule.setTestsWorkplace && static_cast<unsigned>(workplace) >= static_cast<unsigned>(kWorkplaces))
         return false;
     const auto candidate = static_cast<unsigned>(value);
@@ -46,7 +49,10 @@ bool PanelSettings::brightnessInc(EBrightness which, const FIDParameterList* par
     const BrightnessRule& rule = s_brightnessRules[which];
     int step = 0;
     int workplace = 0;
-    if (!paraList || !paraList->getValue("VALUE", step) || !paraList->getValue("WP", workplace)) return false;
+    const ENumber first = readInteger(paraList, "VALUE", step);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (first == ENumber::MISSING || wp == ENumber::MISSING) return false;
+    if (first == ENumber::OUT_OF_RANGE || wp == ENumber::OUT_OF_RANGE) return false;
     if (static_cast<unsigned>(workplace) >= static_cast<unsigned>(kWorkplaces)) return false;
 
     long long next = static_cast<long long>(brightnessEntry(which, workplace)) + step;

@@ -37,7 +37,10 @@ bool PanelSettings::onFIDPowerSaverEnableBypass(const FunctionID& name, const FI
 {
     std::string enable;
     int workplace = 0;
-    if (!paraList || !paraList->getValue("ENABLE", enable) || !paraList->getValue("WP", workplace)) return false;
+    const bool present = readText(paraList, "ENABLE", enable);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (!present || wp == ENumber::MISSING) return false;
+    if (wp == ENumber::OUT_OF_RANGE) return false;
     requireWidgetManager();
     m_pIWidgetManager->setPowerSaverBypass(workplace, enable == "ON");
     saveFidToFile(name, paraList);
@@ -48,7 +51,10 @@ bool PanelSettings::onFIDPowerSaverSetTime(const FunctionID& name, const FIDPara
 {
     int time = 0;
     int workplace = 0;
-    if (!paraList || !paraList->getValue("TIME", time) || !paraList->getValue("WP", workplace)) return false;
+    const ENumber first = readInteger(paraList, "TIME", time);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (first == ENumber::MISSING || wp == ENumber::MISSING) return false;
+    if (first == ENumber::OUT_OF_RANGE || wp == ENumber::OUT_OF_RANGE) return false;
     requireWidgetManager();
     m_pIWidgetManager->setPowerSaverTime(workplace, time);
     saveFidToFile(name, paraList);
@@ -59,7 +65,10 @@ bool PanelSettings::onFIDPowerSaverSetType(const FunctionID& name, const FIDPara
 {
     std::string type;
     int workplace = 0;
-    if (!paraList || !paraList->getValue("TYPE", type) || !paraList->getValue("WP", workplace)) return false;
+    const bool present = readText(paraList, "TYPE", type);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (!present || wp == ENumber::MISSING) return false;
+    if (wp == ENumber::OUT_OF_RANGE) return false;
     int number = 0;
     if (type == "75")
         number = 0;
@@ -82,7 +91,9 @@ bool PanelSettings::textStateSet(const char* valueName, const char* suffix, cons
 {
     std::string text;
     int workplace = 0;
-    if (!paraList || !paraList->getValue(valueName, text) || !paraList->getValue("WP", workplace)) return false;
+    const bool present = readText(paraList, valueName, text);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (!present || wp != ENumber::VALID) return false;
     if (!workplaceTested(workplace)) return false;
     if (!isAccepted(text, accepted)) return false;
     m_pMapHandler->setStateValue(stateKey(workplace, suffix), text);
@@ -116,7 +127,10 @@ bool PanelSettings::onFIDJoystickSensitivitySet(const FunctionID& name, const FI
 {
     int value = 0;
     int workplace = 0;
-    if (!paraList || !paraList->getValue("VALUE", value) || !paraList->getValue("WP", workplace)) return false;
+    const ENumber first = readInteger(paraList, "VALUE", value);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (first == ENumber::MISSING || wp == ENumber::MISSING) return false;
+    if (first == ENumber::OUT_OF_RANGE || wp == ENumber::OUT_OF_RANGE) return false;
     if (!workplaceTested(workplace)) return false;
     if (static_cast<unsigned>(value) > static_cast<unsigned>(kJoystickMax)) return false;
     m_joystickSensitivity[static_cast<size_t>(workplace)].store(static_cast<uint16_t>(value));
@@ -129,7 +143,10 @@ bool PanelSettings::onFIDJoystickSensitivityInc(const FunctionID&, const FIDPara
 {
     int step = 0;
     int workplace = 0;
-    if (!paraList || !paraList->getValue("VALUE", step) || !paraList->getValue("WP", workplace)) return false;
+    const ENumber first = readInteger(paraList, "VALUE", step);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (first == ENumber::MISSING || wp == ENumber::MISSING) return false;
+    if (first == ENumber::OUT_OF_RANGE || wp == ENumber::OUT_OF_RANGE) return false;
     if (!workplaceTested(workplace)) return false;
 
     // Through the getter, so that a stored value of 4096 or more counts as the default.
@@ -155,7 +172,10 @@ bool PanelSettings::onFIDOLEDFontResizeSet(const FunctionID& name, const FIDPara
 {
     std::string text;
     int workplace = 0;
-    if (!paraList || !paraList->getValue("VALUE", text) || !paraList->getValue("WP", workplace)) return true;
+    const bool present = readText(paraList, "VALUE", text);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (!present || wp == ENumber::MISSING) return true;
+    if (wp == ENumber::OUT_OF_RANGE) return false;
     if (!workplaceTested(workplace)) return false;
     const bool resizable = text == "ON" || text == "TRUE";
     auto& entry = m_oledFontsResizable[static_cast<size_t>(workplace)];
@@ -175,7 +195,10 @@ bool PanelSettings::onFIDOLEDModeSet(const FunctionID& name, const FIDParameterL
 {
     std::string text;
     int workplace = 0;
-    if (!paraList || !paraList->getValue("VALUE", text) || !paraList->getValue("WP", workplace)) return true;
+    const bool present = readText(paraList, "VALUE", text);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (!present || wp == ENumber::MISSING) return true;
+    if (wp == ENumber::OUT_OF_RANGE) return false;
     if (!workplaceTested(workplace)) return false;
     int32_t mode = -1;
     for (int32_t index = 0; index < 3; ++index)
@@ -197,7 +220,10 @@ bool PanelSettings::onFIDOLEDOutlineEnable(const FunctionID& name, const FIDPara
 {
     std::string text;
     int workplace = 0;
-    if (!paraList || !paraList->getValue("ENABLE", text) || !paraList->getValue("WP", workplace)) return true;
+    const bool present = readText(paraList, "ENABLE", text);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (!present || wp == ENumber::MISSING) return true;
+    if (wp == ENumber::OUT_OF_RANGE) return false;
     if (!workplaceTested(workplace)) return false;
     // Indexed by the workplace minus 1: workplace 0 has no entry, its write is dropped.
     if (workplace > 0) m_oledOutlineEnabled[static_cast<size_t>(workplace - 1)].store(text == "TRUE");
@@ -214,7 +240,10 @@ bool PanelSettings::leverArmSet(std::array<std::atomic<uint16_t>, kWorkplaces>& 
 {
     int value = 0;
     int workplace = 0;
-    if (!paraList || !paraList->getValue("VAL", value) || !paraList->getValue("WP", workplace)) return false;
+    const ENumber first = readInteger(paraList, "VAL", value);
+    const ENumber wp = readInteger(paraList, "WP", workplace);
+    if (first == ENumber::MISSING || wp == ENumber::MISSING) return false;
+    if (first == ENumber::OUT_OF_RANGE || wp == ENumber::OUT_OF_RANGE) return false;
     // No workplace test: the entry is written where there is one.
     if (workplaceTested(workplace)) field[static_cast<size_t>(workplace)].store(static_cast<uint16_t>(value));
     m_pMapHandler->setStateValueInt(stateKey(workplace, suffix), value);

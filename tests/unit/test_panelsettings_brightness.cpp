@@ -59,6 +59,8 @@ TEST_F(SettingsTest, EverySetRefusesValuesOutsideItsRange)
     for (const char* fid : kSetFids) {
         EXPECT_FALSE(s.fid(fid, {{"VALUE", "4096"}, {"WP", "3"}})) << fid;
         EXPECT_FALSE(s.fid(fid, {{"VALUE", "-5"}, {"WP", "3"}})) << fid;
+        EXPECT_FALSE(s.fid(fid, {{"VALUE", "99999999999"}, {"WP", "3"}})) << fid;
+        EXPECT_FALSE(s.fid(fid, {{"VALUE", "100"}, {"WP", "4294967297"}})) << fid;
     }
     EXPECT_EQ(s.state.changeCount(), mark);
     EXPECT_EQ(s.widgets.refreshes.load(), 0);
@@ -154,6 +156,8 @@ TEST_F(SettingsTest, EveryIncRefusesWorkplace8AndNegative)
     auto& s = start();
     const size_t mark = s.state.changeCount();
     for (const char* fid : kIncFids) {
+        EXPECT_FALSE(s.fid(fid, {{"VALUE", "99999999999"}, {"WP", "2"}})) << fid;
+        EXPECT_FALSE(s.fid(fid, {{"VALUE", "1"}, {"WP", "-4294967295"}})) << fid;
         EXPECT_FALSE(s.fid(fid, {{"VALUE", "1"}, {"WP", "8"}})) << fid;
         EXPECT_FALSE(s.fid(fid, {{"VALUE", "1"}, {"WP", "-1"}})) << fid;
     }

@@ -185,6 +185,24 @@ TEST_F(SettingsTest, PowerSaverIsHandedToTheWidgetManager)
     EXPECT_FALSE(s.state.has("SETTINGS2.POWERSAVER"));
 }
 
+TEST_F(SettingsTest, NumbersBeyondAnIntAreRefusedNotReadAsZero)
+{
+    auto& s = start();
+    const size_t mark = s.state.changeCount();
+    EXPECT_FALSE(s.fid("SETTINGS.JOYSTICK.SENSITIVITY.SET", {{"VALUE", "99999999999"}, {"WP", "1"}}));
+    EXPECT_FALSE(s.fid("SETTINGS.JOYSTICK.SENSITIVITY.INC", {{"VALUE", "-99999999999"}, {"WP", "1"}}));
+    EXPECT_FALSE(s.fid("SETTINGS.SHIFT.LATCHMODE.SET", {{"MODE", "AUTO"}, {"WP", "4294967296"}}));
+    EXPECT_FALSE(s.fid("SETTINGS.OLED.MODE.SET", {{"VALUE", "SEPARATE"}, {"WP", "4294967296"}}));
+    EXPECT_FALSE(s.fid("SETTINGS.TESTS.LEVERARM.STEPSIZE.SET", {{"VAL", "4294967296"}, {"WP", "1"}}));
+    EXPECT_FALSE(s.fid("SETTINGS.POWERSAVER.TIME.SET", {{"TIME", "1"}, {"WP", "99999999999"}}));
+    EXPECT_EQ(s.state.changeCount(), mark);
+    EXPECT_TRUE(s.widgets.calls().empty());
+    EXPECT_EQ(s.settings->getOLEDMode(0), 1);
+    // Text without digits reads as 0, as everywhere else.
+    EXPECT_TRUE(s.fid("SETTINGS.JOYSTICK.SENSITIVITY.SET", {{"VALUE", "none"}, {"WP", "1"}}));
+    EXPECT_EQ(s.settings->getJoystickSensitivity(1), 0);
+}
+
 TEST_F(SettingsTest, ReplayedPowerSaverReachesTheWidgetManagerAndColourSetsTheState)
 {
     auto& s = start();
