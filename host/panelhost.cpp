@@ -28,7 +28,7 @@ Host::Host(HostOptions options)
       m_state(m_recorder),
       m_publisher(m_recorder, m_state),
       m_system(m_recorder, m_knobs),
-      m_mainframe(m_recorder, m_state, m_knobs),
+      m_mainframe(m_state, m_knobs),
       m_fidReceiver(m_recorder, m_mainframe),
       m_distributor(m_recorder),
       m_eventManager(m_recorder),

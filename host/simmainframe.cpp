@@ -3,15 +3,12 @@
 #include <vector>
 
 #include "knobs.h"
-#include "narrator.h"
-#include "recorder.h"
 #include "statetable.h"
 #include "textutil.h"
 
 namespace panelhost {
 
-SimMainframe::SimMainframe(Recorder& recorder, StateTable& table, Knobs& knobs)
-    : m_recorder(recorder), m_table(table), m_knobs(knobs)
+SimMainframe::SimMainframe(StateTable& table, Knobs& knobs) : m_table(table), m_knobs(knobs)
 {
     m_thread = std::thread([this] { run(); });
 }

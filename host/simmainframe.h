@@ -26,13 +26,12 @@
 
 namespace panelhost {
 
-class Recorder;
 class StateTable;
 class Knobs;
 
 class SimMainframe {
 public:
-    SimMainframe(Recorder& recorder, StateTable& table, Knobs& knobs);
+    SimMainframe(StateTable& table, Knobs& knobs);
     ~SimMainframe();
     SimMainframe(const SimMainframe&) = delete;
     SimMainframe& operator=(const SimMainframe&) = delete;
@@ -58,7 +57,6 @@ private:
     void schedule(Clock::time_point when, Answer answer);
     void run();
 
-    Recorder& m_recorder;
     StateTable& m_table;
     Knobs& m_knobs;
     mutable std::mutex m_mutex;

@@ -297,7 +297,7 @@ TEST(HostFidReceiver, OwnPrefixGoesBackIntoTheModuleWithoutThePrefix)
     Recorder recorder;
     TableRig rig;
     Knobs knobs;
-    SimMainframe mainframe(recorder, rig.table, knobs);
+    SimMainframe mainframe(rig.table, knobs);
     FidReceiver receiver(recorder, mainframe);
     MockFIDReceiver module;
     receiver.setModule(&module);
@@ -321,7 +321,7 @@ TEST(HostFidReceiver, NamesOfOtherDriversNeverReachTheModule)
     Recorder recorder;
     TableRig rig;
     Knobs knobs;
-    SimMainframe mainframe(recorder, rig.table, knobs);
+    SimMainframe mainframe(rig.table, knobs);
     FidReceiver receiver(recorder, mainframe);
     MockFIDReceiver module;
     receiver.setModule(&module);
@@ -339,7 +339,7 @@ TEST(HostFidReceiver, DetachingTheModuleWaitsForFidsRoutedIntoIt)
     Recorder recorder;
     TableRig rig;
     Knobs knobs;
-    SimMainframe mainframe(recorder, rig.table, knobs);
+    SimMainframe mainframe(rig.table, knobs);
     FidReceiver receiver(recorder, mainframe);
     MockFIDReceiver module;
     std::promise<void> entered;
@@ -369,7 +369,7 @@ TEST(HostFidReceiver, WithoutAModuleTheFidIsOnlyRecorded)
     Recorder recorder;
     TableRig rig;
     Knobs knobs;
-    SimMainframe mainframe(recorder, rig.table, knobs);
+    SimMainframe mainframe(rig.table, knobs);
     FidReceiver receiver(recorder, mainframe);
     receiver.sendFID("PANEL.SETVAR", params({}));
     EXPECT_EQ(recorder.size(Stream::Sent), 1u);
@@ -379,7 +379,7 @@ TEST(HostSimMainframe, PassiveDriverPublishesNothing)
 {
     TableRig rig;
     Knobs knobs;
-    SimMainframe mainframe(rig.recorder, rig.table, knobs);
+    SimMainframe mainframe(rig.table, knobs);
     mainframe.receive("MFD1", "MFD1.REPLACE.MACRO.RECALL", params({{"QUEUE", "FALSE"}, {"REG", "5"}}));
     EXPECT_FALSE(rig.recorder.waitFor(Stream::Changes, 0, [](const Entry&) { return true; }, 100).has_value());
 }
@@ -390,7 +390,7 @@ TEST(HostSimMainframe, ActiveDriverPlaysARecalledRegisterThenStops)
     Knobs knobs;
     knobs.set("mfd.MFD1", "active");
     knobs.set("mfd.MFD1.playms", "50");
-    SimMainframe mainframe(rig.recorder, rig.table, knobs);
+    SimMainframe mainframe(rig.table, knobs);
     mainframe.receive("MFD1", "MFD1.PRE.MACRO.RECALL", params({{"RECORD", "TRUE"}, {"REG", "7"}, {"BUTTON", "1"}}));
     auto is = [](const std::string& key, const std::string& value) {
         return [key, value](const Entry& e) { return e.fields[0] == key && e.fields[1] == value; };
@@ -409,7 +409,7 @@ TEST(HostSimMainframe, StopAndResumeAnswerStopAndPlay)
     Knobs knobs;
     knobs.set("mfd.MFD2", "active");
     knobs.set("mfd.MFD2.playms", "60000");
-    SimMainframe mainframe(rig.recorder, rig.table, knobs);
+    SimMainframe mainframe(rig.table, knobs);
     auto is = [](const std::string& value) {
         return [value](const Entry& e) { return e.fields[0] == "MFD2.MACRO.REG3.STATUS" && e.fields[1] == value; };
     };
