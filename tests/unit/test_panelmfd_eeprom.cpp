@@ -227,3 +227,11 @@ TEST_F(EEPROMTest, StateStaysAtItsLastValueUntilTheNextFID)
     EXPECT_FALSE(write({{"FILENAME", "nothing"}}));
     EXPECT_EQ(h.state.value("MENU.DDC_EEPROM.WRITE"), "FAILED");
 }
+
+TEST_F(EEPROMTest, MissingParameterListCountsAsNoFilename)
+{
+    startWith();
+    EXPECT_FALSE(h.mfd->onFIDMenuDDCEEPROMWrite("MENU.DDC_EEPROM.WRITE", nullptr));
+    EXPECT_EQ(h.state.changes(), kFailed);
+    EXPECT_TRUE(log.lines().empty());
+}
