@@ -12,6 +12,14 @@
 //   bytes of the same 999 files.
 //
 //   build/default/bin/bench_macro --benchmark_min_time=0.5
+//
+// Measured on a shared two-core machine under load: delay overshoot 0.98 ms
+// per 18 ms delay against 1.09 ms for the bare wait (the player adds nothing
+// measurable to the wait itself); 0.58 million commands per second played
+// (a 1000-command macro in 1.7 ms, thread start and copy included) against
+// the plain loop's floor; a recorder over 999 files of 16 commands in 246 ms
+// against 5.5 ms for reading their bytes (parsing, signature checks and the
+// 2000 published keys make the difference).
 
 #include <benchmark/benchmark.h>
 
