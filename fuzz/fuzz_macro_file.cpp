@@ -5,15 +5,10 @@
 //       -DPANELMFD_SANITIZE=address,undefined && cmake --build build/fuzz --target fuzz_macro_file
 //   build/fuzz/bin/fuzz_macro_file fuzz/corpus/macro_file -runs=20000
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string>
 
-#include <unistd.h>
+#include "fuzzsupport.h"
 
 #include "macrorecorder.h"
 #include "oskit/LogBackend.h"
@@ -22,33 +17,16 @@
 
 namespace {
 
-struct MacroDirectory {
-    std::filesystem::path path;
-    MacroDirectory()
+struct MacroDirectory : fuzzsupport::ScratchDirectory {
+    MacroDirectory() : fuzzsupport::ScratchDirectory("macro-file-fuzz")
     {
-        const std::filesystem::path base =
-            std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
-        std::string templ = (base / "macro-file-fuzz-XXXXXX").string();
-        if (!::mkdtemp(templ.data())) std::abort();
-        path = templ;
         oskit::LogManager::createInstance();
         oskit::logbackend::useNone();
         MacroRecorder::initLog();
     }
-    ~MacroDirectory()
-    {
-        std::error_code ec;
-        std::filesystem::remove_all(path, ec);
-    }
 };
 
-void writeInput(const std::filesystem::path& file, const uint8_t* data, size_t size)
-{
-    std::FILE* out = std::fopen(file.c_str(), "wb");
-    if (!out) std::abort();
-    if (size) std::fwrite(data, 1, size, out);
-    std::fclose(out);
-}
+using fuzzsupport::writeInput;
 
 } // namespace
 

@@ -2,45 +2,22 @@
 // every conversion the loader knows, its name read the way the published
 // state reads it, then saved back and renamed in place.
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 
-#include <unistd.h>
+#include "fuzzsupport.h"
 
 #include "pmemstoragetext.h"
 
 namespace {
 
-// A data directory on a memory file system where there is one.
-struct DataDirectory {
-    std::filesystem::path path;
-    DataDirectory()
+struct DataDirectory : fuzzsupport::ScratchDirectory {
+    DataDirectory() : fuzzsupport::ScratchDirectory("pmem-text-fuzz")
     {
-        const std::filesystem::path base =
-            std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
-        std::string templ = (base / "pmem-text-fuzz-XXXXXX").string();
-        if (!::mkdtemp(templ.data())) std::abort();
-        path = templ;
         std::filesystem::create_directories(path / "pmem" / "workplace1");
-    }
-    ~DataDirectory()
-    {
-        std::error_code ec;
-        std::filesystem::remove_all(path, ec);
     }
 };
 
-void writeInput(const std::filesystem::path& file, const uint8_t* data, size_t size)
-{
-    std::FILE* out = std::fopen(file.c_str(), "wb");
-    if (!out) std::abort();
-    if (size) std::fwrite(data, 1, size, out);
-    std::fclose(out);
-}
+using fuzzsupport::writeInput;
 
 } // namespace
 

@@ -2,45 +2,23 @@
 // entry read, then every value written back (the attribute walk of the
 // write runs over the document as it was read) and saved.
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 
-#include <unistd.h>
+#include "fuzzsupport.h"
 
 #include "pmemfileparserxml.h"
 #include "pmemstoragexml.h"
 
 namespace {
 
-struct DataDirectory {
-    std::filesystem::path path;
-    DataDirectory()
+struct DataDirectory : fuzzsupport::ScratchDirectory {
+    DataDirectory() : fuzzsupport::ScratchDirectory("pmem-xml-fuzz")
     {
-        const std::filesystem::path base =
-            std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
-        std::string templ = (base / "pmem-xml-fuzz-XXXXXX").string();
-        if (!::mkdtemp(templ.data())) std::abort();
-        path = templ;
         std::filesystem::create_directories(path / "pmem" / "workplace1");
-    }
-    ~DataDirectory()
-    {
-        std::error_code ec;
-        std::filesystem::remove_all(path, ec);
     }
 };
 
-void writeInput(const std::filesystem::path& file, const uint8_t* data, size_t size)
-{
-    std::FILE* out = std::fopen(file.c_str(), "wb");
-    if (!out) std::abort();
-    if (size) std::fwrite(data, 1, size, out);
-    std::fclose(out);
-}
+using fuzzsupport::writeInput;
 
 } // namespace
 
