@@ -4,6 +4,20 @@
 #include "panelsettings.h"
 #include "pmemsystem.h"
 
+namespace {
+
+// One step of the application bracket on a subsystem, if it exists.
+template <class System, class Step>
+void bracketStep(System* system, Step step)
+{
+    if (!system) return;
+    static constexpr void (System::*kSteps[])() = {&System::prepareAppliLoad, &System::finishAppliLoad,
+                                                    &System::prepareAppliSave, &System::finishAppliSave};
+    (system->*kSteps[static_cast<int>(step)])();
+}
+
+} // namespace
+
 void PanelMFD::createSubsystems()
 {
     m_pMacroSystem = new MacroSystem(m_pMapHandler, m_pConfigHandler);
@@ -28,36 +42,6 @@ IInterface* PanelMFD::macroSystemInterface()
 
 void PanelMFD::bracketSubsystems(EBracket step)
 {
-    if (m_pMacroSystem) {
-        switch (step) {
-        case EBracket::LoadPrepare:
-            m_pMacroSystem->prepareAppliLoad();
-            break;
-        case EBracket::LoadFinish:
-            m_pMacroSystem->finishAppliLoad();
-            break;
-        case EBracket::SavePrepare:
-            m_pMacroSystem->prepareAppliSave();
-            break;
-        case EBracket::SaveFinish:
-            m_pMacroSystem->finishAppliSave();
-            break;
-        }
-    }
-    if (m_pPmemSystem) {
-        switch (step) {
-        case EBracket::LoadPrepare:
-            m_pPmemSystem->prepareAppliLoad();
-            break;
-        case EBracket::LoadFinish:
-            m_pPmemSystem->finishAppliLoad();
-            break;
-        case EBracket::SavePrepare:
-            m_pPmemSystem->prepareAppliSave();
-            break;
-        case EBracket::SaveFinish:
-            m_pPmemSystem->finishAppliSave();
-            break;
-        }
-    }
+    bracketStep(m_pMacroSystem, step);
+    bracketStep(m_pPmemSystem, step);
 }

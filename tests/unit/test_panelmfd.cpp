@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "panelsettings.h"
+#include "pmemsystem.h"
 #include "support/panelmfdfixture.h"
 
 using ::testing::_;
@@ -188,6 +189,38 @@ TEST_F(PanelMFDTest, ApplicationBracketWithoutColorManagerStillAnswersTrue)
     EXPECT_TRUE(call("APPLICATION.LOAD.FINISH"));
     EXPECT_TRUE(call("APPLICATION.SAVE.PREPARE"));
     EXPECT_TRUE(call("APPLICATION.SAVE.FINISH"));
+}
+
+TEST_F(PanelMFDTest, ApplicationBracketWithoutColorManagerStillLocksAndUnlocksPanelMemory)
+{
+    config()->initializationCompleted();
+    ASSERT_NE(driver->getPmemSystem(), nullptr);
+    ASSERT_NE(driver->getMacroSystem(), nullptr);
+    EXPECT_TRUE(call("APPLICATION.LOAD.PREPARE"));
+    EXPECT_TRUE(driver->getPmemSystem()->isLocked());
+    EXPECT_TRUE(call("APPLICATION.LOAD.FINISH"));
+    EXPECT_FALSE(driver->getPmemSystem()->isLocked());
+    EXPECT_TRUE(call("APPLICATION.SAVE.PREPARE"));
+    EXPECT_TRUE(driver->getPmemSystem()->isLocked());
+    EXPECT_TRUE(call("APPLICATION.SAVE.FINISH"));
+    EXPECT_FALSE(driver->getPmemSystem()->isLocked());
+}
+
+TEST_F(PanelMFDTest, ColourBracketLeavesPanelMemoryOutOfTheBracket)
+{
+    config()->initializationCompleted();
+    EXPECT_TRUE(call("COLORS.LOAD.PREPARE"));
+    EXPECT_FALSE(driver->getPmemSystem()->isLocked());
+    EXPECT_TRUE(call("COLORS.SAVE.PREPARE"));
+    EXPECT_FALSE(driver->getPmemSystem()->isLocked());
+}
+
+TEST_F(PanelMFDTest, SubsystemsAreCreatedByInitializationAndTheMacroSystemAnswers1107)
+{
+    EXPECT_EQ(driver->queryInterface(1107), nullptr);
+    config()->initializationCompleted();
+    ASSERT_NE(driver->getMacroSystem(), nullptr);
+    EXPECT_NE(dynamic_cast<IMacroSystem*>(driver->queryInterface(1107)), nullptr);
 }
 
 TEST_F(PanelMFDTest, ApplicationBracketReachesTheColorManager)
