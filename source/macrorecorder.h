@@ -27,6 +27,8 @@
 class FIDMapHandler;
 class MFDConfigHandler;
 class TiXmlDocument;
+class TiXmlElement;
+class TiXmlNode;
 
 // Recorder, player and attachment store of one workplace's macros.
 //
@@ -82,6 +84,12 @@ public:
         int getMacro(EMacroType type) const;
         void updateReplaceMacro();
         bool hasAttachments() const;
+        // The element's children into this object: the number of attachments read, or -1.
+        int xmlRead(TiXmlNode* node, const UniqueWidgetID& id, FIDMapHandler* handler);
+        // This object into the element: the number of attachments written.
+        int xmlWrite(TiXmlElement& element) const;
+        // Unsets the state key of every attachment and empties the maps; level and displays stay.
+        void detachAllMacros(const UniqueWidgetID& id, FIDMapHandler* handler);
 
         std::string m_level;
         std::map<std::string, bool> m_hasReplace;
@@ -131,6 +139,15 @@ public:
     void setMacroLevel(const UniqueWidgetID& id, const std::string& level);
     std::string getMacroLevel(const UniqueWidgetID& id);
 
+    // Attachments.
+    void attachDetachMacro(const UniqueWidgetID& id, int macroNumber, Widget::EMacroType type, bool detach);
+    void detachAllMacros();
+    void loadAttachments();
+    void saveAttachments();
+    // The state key of one attachment: MACRO<wp>.ATTACH.<widget>.[<level>.]<kind>.
+    static std::string attachKey(unsigned int workplace, const UniqueWidgetID& id, const std::string& level,
+                                 Widget::EMacroType type);
+
     // Recording.
     void recordFID(const FunctionID& name, const FIDParameterList& params);
 
@@ -168,6 +185,9 @@ public:
     std::string getMacroStatus(const UniqueWidgetID& id, int macroNumber);
     std::string getMacroColor(const UniqueWidgetID& id);
     int getLatestMacro(const UniqueWidgetID& id);
+    std::string getReplaceMacroName(const UniqueWidgetID& id);
+    // A copy of a button's attachments; false if the button has no entry.
+    bool findWidget(const UniqueWidgetID& id, Widget& copy) const;
     bool isControlThreadRunning() const;
 
 private:
@@ -251,7 +271,6 @@ private:
 
     // Files.
     void loadMacros();
-    void loadAttachments();
     // Puts a macro into a register; the one it replaces is freed.
     void storeMacro(int number, Macro* pMacro);
     // Empties a register, removes its file and publishes it.
@@ -277,6 +296,11 @@ private:
     // Buttons in m_widgets served by this driver id (or by none, when withUndriven).
     std::vector<UniqueWidgetID> widgetsOfDriver(const std::string& driverID, bool withUndriven) const;
     void refreshWidgets(const std::vector<UniqueWidgetID>& ids);
+
+    // Blinking of attached buttons on the layer "ATBL".
+    void setAttachBlinkOn(const UniqueWidgetID& id);
+    void setAttachBlinkOff(const UniqueWidgetID& id);
+    void updateAttachBlink(const UniqueWidgetID& id);
 
     // Button attributes.
     void showReplaceMacroAttribs(const UniqueWidgetID& id, bool force);
