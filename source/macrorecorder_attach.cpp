@@ -1,6 +1,7 @@
 // MacroRecorder: the attachment store of the buttons, its file attach.xml, the
 // FIDs that change it, and the blinking of attached buttons.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -258,6 +259,9 @@ void MacroRecorder::loadAttachments()
     path.expand(kMacroAttachFileName);
     const std::string file = path.getPath();
 
+    // A workplace without attachments has no file; anything but a plain file counts as none.
+    struct stat info;
+    if (::stat(file.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return;
     TiXmlDocument doc;
     if (!doc.LoadFile(file.c_str())) return;
 
