@@ -97,6 +97,9 @@ private:
     bool lockedOut() const;
     bool workplaceInRange(const FunctionID& name, int wp) const;
 
+    // ENABLE and DISABLE of a memo the workplace knows already.
+    bool switchKnownDefineMemo(const FunctionID& name, const FIDParameterList* paraList, bool enable);
+
     // The operations proper, run with m_dataLock held.
     void createWorkplace(Outputs& out, int wp);
     bool learn(Outputs& out, const FunctionID& name, const FIDParameterList& params);

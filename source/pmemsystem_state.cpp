@@ -56,28 +56,15 @@ bool PmemSystem::onFIDAddDefine(const FunctionID& name, const FIDParameterList* 
 
 bool PmemSystem::onFIDEnableDefine(const FunctionID& name, const FIDParameterList* paraList)
 {
-    PANEL_ASSERT(paraList, "paraList");
-    if (lockedOut()) return false;
-
-    std::string memo;
-    if (!paraList->getValue("DEF", memo)) {
-        reportMissing(name, kTailDef);
-        return false;
-    }
-    const int wp = static_cast<int>(paraList->sourceWidget.getWorkplaceID());
-
-    Outputs out;
-    bool result = false;
-    {
-        oskit::MutexLocker lock(m_dataLock);
-        const auto& memos = m_workplaces[wp].defineMemos;
-        if (memos.find(memo) != memos.end()) result = doSetDefineMemo(out, wp, memo, true);
-    }
-    publish(out);
-    return result;
+    return switchKnownDefineMemo(name, paraList, true);
 }
 
 bool PmemSystem::onFIDDIsableDefine(const FunctionID& name, const FIDParameterList* paraList)
+{
+    return switchKnownDefineMemo(name, paraList, false);
+}
+
+bool PmemSystem::switchKnownDefineMemo(const FunctionID& name, const FIDParameterList* paraList, bool enable)
 {
     PANEL_ASSERT(paraList, "paraList");
     if (lockedOut()) return false;
@@ -94,7 +81,7 @@ bool PmemSystem::onFIDDIsableDefine(const FunctionID& name, const FIDParameterLi
     {
         oskit::MutexLocker lock(m_dataLock);
         const auto& memos = m_workplaces[wp].defineMemos;
-        if (memos.find(memo) != memos.end()) result = doSetDefineMemo(out, wp, memo, false);
+        if (memos.find(memo) != memos.end()) result = doSetDefineMemo(out, wp, memo, enable);
     }
     publish(out);
     return result;
