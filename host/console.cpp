@@ -19,17 +19,11 @@ namespace panelhost {
 
 namespace {
 
-// The local FID names of the panel driver; the module registers more
-// (MACRO..., MEMORY..., SETTINGS...) that show up as they are used.
+// The local FID names a fully started module registers (read off its
+// registry at build time); names seen sent or typed are added as they come.
 const char* const kPanelFids[] = {
-    "SETVAR", "TRIGGER", "MODULE.INFO.READ", "MODULE.ID.SET", "CHANGE.PDL", "APPLICATION.LOAD.PREPARE",
-    "APPLICATION.LOAD.FINISH", "APPLICATION.SAVE.PREPARE", "APPLICATION.SAVE.FINISH", "SYSTEM.REBOOT",
-    "SYSTEM.NETWORK.SETTINGS.CHANGE", "SYSTEM.DATE.SET", "SYSTEM.DATE.UPDATE", "LOG.TIMESTAMP", "COLOR.SET",
-    "COLOR.INC", "PORT.CONFIG.SET", "PORT.CONFIG.ASSIGN_WP", "PORT.CONFIG.UNASSIGN", "MFD.ADD", "MFD.REMOVE",
-    "MFD.MODIFY", "CALIBRATION.TFTDISPLAY.START", "CALIBRATION.JOYSTICK.START", "CALIBRATION.FADER.START",
-    "PORTASSIGNMENT.START", "MENU.DDC_EEPROM.WRITE", "OLED.BITMAPS.RELOAD", "COLORS.LOAD.PREPARE",
-    "COLORS.LOAD.FINISH", "COLORS.SAVE.PREPARE", "COLORS.SAVE.FINISH", "LOG", "MEMORY.LEARN", "MEMORY.RECALL",
-    "MEMORY.BEGIN", "MEMORY.END"};
+#include "fidcatalog.inc"
+};
 
 Console* s_console = nullptr;
 std::vector<std::string> s_matches;

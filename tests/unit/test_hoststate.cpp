@@ -766,6 +766,12 @@ TEST(HostConsole, CompletesCommandWordsFidNamesAndOperations)
     EXPECT_TRUE(has(console.candidates("call ", "IMacroSystem.exec"), "IMacroSystem.execPreMacro"));
     EXPECT_TRUE(has(console.candidates("expect get ", "query"), "queryInterface"));
     EXPECT_TRUE(has(console.candidates("expect ", "st"), "state"));
+    // The names every subsystem of the module registers, for all eight workplaces.
+    EXPECT_TRUE(has(console.candidates("fid ", "MACRO7.REC"), "MACRO7.RECALL"));
+    EXPECT_TRUE(has(console.candidates("fid ", "MEMORY.DEF"), "MEMORY.DEFINE.ADD"));
+    EXPECT_TRUE(has(console.candidates("fid ", "SETTINGS.BRIGHTNESS.DISPLAY.T"),
+                    "SETTINGS.BRIGHTNESS.DISPLAY.TEXT.INC"));
+    EXPECT_TRUE(has(console.candidates("fid ", "ASSIGNMENT.SET1.MACRO.B"), "ASSIGNMENT.SET1.MACRO.BUTTON.2ND.SET"));
     // Names seen sent by the module join the list.
     FIDParameterList p;
     host.fidReceiver().sendFID("PANEL.MACRO0.RECALL", p);
