@@ -709,3 +709,70 @@ TEST_F(MacroButtonsTest, ButtonCallsStatusUpdatesAndFIDsMeetAPlayingMacroWithout
     EXPECT_EQ(key(kY, "REPLACE"), "2");
     EXPECT_TRUE(rig.events.waitFor("0.1.2.3 REPLACEMACROFINISHED"));
 }
+
+namespace {
+// A FID receiver that holds the first FID until it is let go, so that the
+// player stays busy and the play queue fills up.
+class BlockingReceiver : public IFunctionID {
+public:
+    IInterface* queryInterface(unsigned int) override { return nullptr; }
+    void sendFID(const FunctionID&, const FIDParameterList&) const override
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_entered = true;
+        m_changed.notify_all();
+        m_changed.wait(lock, [this] { return m_released; });
+    }
+    void subscribe(const FunctionID&) const override {}
+    void showState() const override {}
+    bool waitEntered()
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        return m_changed.wait_for(lock, 5000ms, [this] { return m_entered; });
+    }
+    void release()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_released = true;
+        m_changed.notify_all();
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    mutable bool m_entered = false;
+    bool m_released = false;
+};
+} // namespace
+
+TEST_F(MacroButtonsTest, AFullPlayQueueIsLoggedAsAFailedStartOfEachKind)
+{
+    MacroRecorder& r = make();
+    recordLocalMacro(1);
+    for (const char* kind : {"PRE", "REPLACE", "POST"}) ASSERT_TRUE(attach(kX, kind, 1));
+    active(true);
+    BlockingReceiver blocking;
+    r.setFIDReceiverInterface(&blocking);
+    ASSERT_TRUE(r.execPreMacro(kX));
+    ASSERT_TRUE(blocking.waitEntered());
+
+    // The control thread takes one more request and waits for the busy player; the rest queue up.
+    size_t accepted = 1;
+    bool full = false;
+    for (int i = 0; i < 500 && !full; ++i) {
+        full = !r.execPreMacro(kX);
+        if (!full) ++accepted;
+    }
+    EXPECT_TRUE(full);
+    EXPECT_FALSE(r.execReplaceMacro(kX));
+    EXPECT_FALSE(r.execPostMacro(kX));
+    EXPECT_TRUE(rig.logged("ERROR Macro: failed to start pre-macro 1"));
+    EXPECT_TRUE(rig.logged("ERROR Macro: failed to start replace-macro 1"));
+    EXPECT_TRUE(rig.logged("ERROR Macro: failed to start post-macro 1"));
+
+    // Every accepted request still plays and tells its end.
+    blocking.release();
+    const auto end = Clock::now() + 20s;
+    while (rig.events.notes().size() < accepted && Clock::now() < end) rig.events.waitFor("(none)", 10ms);
+    EXPECT_EQ(rig.events.notes().size(), accepted);
+}
