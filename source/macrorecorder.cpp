@@ -92,6 +92,8 @@ MacroRecorder::MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler,
 MacroRecorder::~MacroRecorder()
 {
     m_controlThread.shutdown(-1);
+    // A request taken just before the end may have started the player after all.
+    m_controlThread.stopPlayer();
 
     if (IPSPublisher* publisher = m_pPSPublisher.load()) {
         std::set<std::string> drivers;

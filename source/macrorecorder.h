@@ -226,6 +226,8 @@ public:
         bool startMacro(int macro, const UniqueWidgetID& widget, const std::string& notifyEvent);
         bool shutdownCallback() override;
         int getMacroInProgress() const { return m_macroInProgress; }
+        // Stops and joins the player; for the end, once this thread has ended and can start no other.
+        void stopPlayer() { m_player.shutdown(-1); }
 
     protected:
         void run() override;

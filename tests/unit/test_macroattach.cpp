@@ -63,8 +63,9 @@ protected:
         return names;
     }
 
-    MacroRig rig;
+    // Outlives the recorder, which may still paint while it goes.
     RecordingWidgetControl control;
+    MacroRig rig;
 };
 
 const std::string kHead = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n";

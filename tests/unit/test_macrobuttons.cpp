@@ -68,8 +68,9 @@ protected:
     }
     std::vector<std::string> sentTexts() const { return rig.receiver.texts(); }
 
-    MacroRig rig;
+    // Outlives the recorder, which may still paint while it goes.
     RecordingWidgetControl control;
+    MacroRig rig;
 };
 
 // ---- the hold table --------------------------------------------------------------------------

@@ -59,8 +59,9 @@ protected:
         return r;
     }
 
-    MacroRig rig;
+    // Outlives the recorder, which may still paint while it goes.
     RecordingWidgetControl control;
+    MacroRig rig;
 };
 
 } // namespace
