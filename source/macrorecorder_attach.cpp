@@ -55,6 +55,18 @@ std::atomic<unsigned> s_attachTempCounter{0};
 // Saves of attach.xml one after the other, so that the newest picture is the one that stays.
 std::mutex s_attachSaveLock;
 
+// Writes the text as the file's whole content; false if any step fails (a full disk shows at the flush).
+bool writeWhole(const std::string& path, const std::string& text)
+{
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (!file) return false;
+    bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    written = std::fflush(file) == 0 && written;
+    written = ::fsync(::fileno(file)) == 0 && written;
+    written = std::fclose(file) == 0 && written;
+    return written;
+}
+
 void syncFile(const std::string& path)
 {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -238,12 +250,16 @@ void MacroRecorder::saveAttachments()
         // Written whole beside the target, signed there, flushed, then renamed over it.
         const std::string temp =
             target + ".tmp" + std::to_string(::getpid()) + "." + std::to_string(++s_attachTempCounter);
-        saved = doc.SaveFile(temp.c_str());
+        TiXmlPrinter printer;
+        doc.Accept(&printer);
+        saved = writeWhole(temp, printer.Str());
         if (saved) {
-            XMLVerify().insertSignature(oskit::Path(temp));
+            XMLVerify verify;
+            verify.insertSignature(oskit::Path(temp));
+            saved = verify.verifySignature(oskit::Path(temp));
             syncFile(temp);
-            saved = std::rename(temp.c_str(), target.c_str()) == 0;
         }
+        if (saved) saved = std::rename(temp.c_str(), target.c_str()) == 0;
         if (!saved) std::remove(temp.c_str());
     }
     if (!saved)

@@ -1,4 +1,8 @@
 // MacroRecorder: the attachment store, attach.xml, the attach FIDs and the blinking of attached buttons.
+#include <sys/resource.h>
+
+#include <csignal>
+
 #include "support/recordingwidgetcontrol.h"
 #include "test_macro_rig.h"
 
@@ -613,4 +617,46 @@ TEST_F(MacroAttachTest, FolderInPlaceOfTheFileLoadsAsNoFile)
     make();
     EXPECT_EQ(rig.state.value("MACRO0.ATTACHCOUNT"), "0");
     EXPECT_FALSE(rig.logged("attachments file"));
+}
+
+namespace {
+// Limits the size of files this process may write, as a full disk would; lifted at the end.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes)
+    {
+        m_oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+        ::getrlimit(RLIMIT_FSIZE, &m_old);
+        rlimit limit = m_old;
+        limit.rlim_cur = bytes;
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_old);
+        std::signal(SIGXFSZ, m_oldHandler);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit m_old{};
+    void (*m_oldHandler)(int) = nullptr;
+};
+} // namespace
+
+TEST_F(MacroAttachTest, SaveThatCannotBeWrittenWholeLeavesThePreviousFileWhole)
+{
+    make();
+    ASSERT_TRUE(attach(kButton, "PRE", 5));
+    const std::string before = readText(attachFile());
+    ASSERT_GT(before.size(), 300u);
+    {
+        FileSizeLimit limit(300);
+        ASSERT_TRUE(attach(kOther, "POST", 6));
+    }
+    EXPECT_TRUE(rig.logged("ERROR Macro: Failed to save macro attachments file "));
+    EXPECT_EQ(readText(attachFile()), before);
+    EXPECT_EQ(directoryNames(), std::vector<std::string>{"attach.xml"});
+    EXPECT_EQ(rig.state.value("MACRO0.ATTACHCOUNT"), "2");
 }
