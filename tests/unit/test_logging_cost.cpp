@@ -14,6 +14,11 @@ namespace {
 thread_local long t_allocations = 0;
 }
 
+// The replacements pair malloc with free; GCC sees only the operator names.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
+
 void* operator new(std::size_t size)
 {
     ++t_allocations;
