@@ -49,6 +49,13 @@ struct AttachRig {
         oskit::logbackend::useNone();
         config.m_statePrefix = "PANEL";
         config.m_dataDirectory = (dir / "nvram" / "PANEL").string();
+        renew();
+    }
+    // A fresh recorder: button entries stay for a recorder's life, so a long
+    // run would otherwise pile up every id it ever read.
+    void renew()
+    {
+        recorder.reset();
         recorder = std::make_unique<MacroRecorder>(0, &map, &config);
         recorder->setWidgetControlInterface(&control);
 
@@ -86,6 +93,8 @@ struct AttachRig {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static AttachRig rig;
+    static unsigned runs = 0;
+    if (++runs % 2000 == 0) rig.renew();
 
     std::FILE* out = std::fopen(rig.file.c_str(), "wb");
     if (!out) std::abort();
