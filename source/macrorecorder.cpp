@@ -1,4 +1,4 @@
-// MacroRecorder: the object, its FID table, its lifecycle and the button entry points.
+// MacroRecorder: the object, its FID table and its lifecycle.
 #include "macrorecorder.h"
 
 #include <iostream>
