@@ -18,66 +18,25 @@
 #include "mfdconfighandler.h"
 #include "panelmfd/host.h"
 #include "panelsettings.h"
+#include "settingsfuzz.h"
 
 namespace {
 
-class SilentWidgetManager : public IWidgetManager {
-public:
-    IInterface* queryInterface(unsigned int) override { return nullptr; }
-    void refreshSettings() override {}
-    void setPowerSaverTime(int, int) override {}
-    void setPowerSaverBypass(int, bool) override {}
-    void setPowerSaverType(int, int) override {}
-    void reloadOLEDBitmaps() override {}
-};
-
-// The polls are driven here, one per input, instead of by the task.
-class PolledSettings : public PanelSettings {
-public:
-    using PanelSettings::PanelSettings;
-
-protected:
-    void startBrightnessObserver() override {}
-};
-
 struct Bench {
-    std::filesystem::path path;
-    bool linked = false;
+    settingsfuzz::RunDirectory run{"brightness-fuzz"};
     FIDMapHandler map;
     MFDConfigHandler config;
-    SilentWidgetManager widgets;
-    PolledSettings* settings = nullptr;
+    settingsfuzz::SilentWidgetManager widgets;
+    settingsfuzz::QuietSettings* settings = nullptr;
 
     Bench()
     {
-        const std::filesystem::path base =
-            std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
-        std::string templ = (base / "brightness-fuzz-XXXXXX").string();
-        if (!::mkdtemp(templ.data())) std::abort();
-        path = templ;
-        std::filesystem::create_directories(path / "nvram");
-        // The exchange file lies under the working directory, which stays
-        // where libFuzzer was started (its corpus and artifacts are relative);
-        // "data" there links to the memory file system, so that the many
-        // fsync calls stay cheap.
-        if (!std::filesystem::exists("data")) {
-            std::filesystem::create_directories(path / "data" / "PANEL");
-            std::filesystem::create_directory_symlink(path / "data", "data");
-            linked = true;
-        }
-        std::filesystem::create_directories("data/PANEL");
-        config.m_dataDirectory = (path / "nvram").string();
-        settings = new PolledSettings(&map, &config);
+        config.m_dataDirectory = (run.path / "nvram").string();
+        settings = new settingsfuzz::QuietSettings(&map, &config);
         settings->setWidgetManagerInterface(&widgets);
         settings->init();
     }
-    ~Bench()
-    {
-        delete settings;
-        std::error_code error;
-        if (linked) std::filesystem::remove("data", error);
-        std::filesystem::remove_all(path, error);
-    }
+    ~Bench() { delete settings; }
 };
 
 } // namespace

@@ -15,65 +15,13 @@
 #include "mfdconfighandler.h"
 #include "panelmfd/host.h"
 #include "panelsettings.h"
+#include "settingsfuzz.h"
 
-namespace {
-
-class SilentWidgetManager : public IWidgetManager {
-public:
-    IInterface* queryInterface(unsigned int) override { return nullptr; }
-    void refreshSettings() override {}
-    void setPowerSaverTime(int, int) override {}
-    void setPowerSaverBypass(int, bool) override {}
-    void setPowerSaverType(int, int) override {}
-    void reloadOLEDBitmaps() override {}
-};
-
-// Settings without the observer task: the replay is what is fuzzed here.
-class FuzzedSettings : public PanelSettings {
-public:
-    using PanelSettings::PanelSettings;
-
-protected:
-    void startBrightnessObserver() override {}
-};
-
-// The data directory on a memory file system where there is one.
-struct RunDirectory {
-    std::filesystem::path path;
-    bool linked = false;
-    RunDirectory()
-    {
-        const std::filesystem::path base =
-            std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
-        std::string templ = (base / "panelsettings-fuzz-XXXXXX").string();
-        if (!::mkdtemp(templ.data())) std::abort();
-        path = templ;
-        std::filesystem::create_directories(path / "nvram");
-        // The exchange file lies under the working directory, which stays
-        // where libFuzzer was started (its corpus and artifacts are relative);
-        // "data" there links to the memory file system, so that the many
-        // fsync calls stay cheap.
-        if (!std::filesystem::exists("data")) {
-            std::filesystem::create_directories(path / "data" / "PANEL");
-            std::filesystem::create_directory_symlink(path / "data", "data");
-            linked = true;
-        }
-        std::filesystem::create_directories("data/PANEL");
-    }
-    ~RunDirectory()
-    {
-        std::error_code error;
-        if (linked) std::filesystem::remove("data", error);
-        std::filesystem::remove_all(path, error);
-    }
-};
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static RunDirectory run;
-    static SilentWidgetManager widgets;
+    static settingsfuzz::RunDirectory run("panelsettings-fuzz");
+    static settingsfuzz::SilentWidgetManager widgets;
     const std::filesystem::path dataDirectory = run.path / "nvram";
     {
         std::ofstream out(dataDirectory / "PanelSettings.xml", std::ios::binary | std::ios::trunc);
@@ -84,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     MFDConfigHandler config;
     config.m_dataDirectory = dataDirectory.string();
     {
-        FuzzedSettings settings(&map, &config);
+        settingsfuzz::QuietSettings settings(&map, &config);
         settings.setWidgetManagerInterface(&widgets);
         settings.init();
         FIDParameterList change;
