@@ -26,6 +26,7 @@
 #include "mfdconfighandler.h"
 #include "support/hostmocks.h"
 #include "support/logcapture.h"
+#include "support/recordingwidgetcontrol.h"
 #include "support/moduletestenv.h"
 #include "support/panelmfdharness.h"
 #include "panelsys/XMLVerify.h"
@@ -354,5 +355,38 @@ inline std::string macroFileText(const std::string& name, const std::string& bod
     return "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<macro name=\"" + name + "\" version=\"0.1\">\n" + body +
            "</macro>\n";
 }
+
+// A recorder of workplace 0 whose widget control records every call, with
+// the attach and detach FIDs at hand.
+class AttachRigTest : public ::testing::Test {
+protected:
+    MacroRecorder& make()
+    {
+        MacroRecorder& r = rig.make(0);
+        r.setWidgetControlInterface(&control);
+        return r;
+    }
+    bool attach(const UniqueWidgetID& w, const std::string& type, int reg)
+    {
+        return rig.fid("MACRO0.ATTACH", {{"WORKPLACE", std::to_string(w.getWorkplaceID())},
+                                         {"GROUP", std::to_string(w.getGroupID())},
+                                         {"MODULE", std::to_string(w.getModuleID())},
+                                         {"WIDGET", std::to_string(w.getWidgetID())},
+                                         {"TYPE", type},
+                                         {"REG", std::to_string(reg)}});
+    }
+    bool detach(const UniqueWidgetID& w, const std::string& type)
+    {
+        return rig.fid("MACRO0.DETACH", {{"WORKPLACE", std::to_string(w.getWorkplaceID())},
+                                         {"GROUP", std::to_string(w.getGroupID())},
+                                         {"MODULE", std::to_string(w.getModuleID())},
+                                         {"WIDGET", std::to_string(w.getWidgetID())},
+                                         {"TYPE", type}});
+    }
+
+    // Outlives the recorder, which may still paint while it goes.
+    RecordingWidgetControl control;
+    MacroRig rig;
+};
 
 } // namespace macrotest

@@ -14,36 +14,13 @@ namespace {
 const UniqueWidgetID kButton(0, 1, 2, 3);
 const UniqueWidgetID kOther(0, 1, 2, 4);
 
-class MacroAttachTest : public ::testing::Test {
+class MacroAttachTest : public AttachRigTest {
 protected:
-    MacroRecorder& make()
-    {
-        MacroRecorder& r = rig.make(0);
-        r.setWidgetControlInterface(&control);
-        return r;
-    }
     fs::path attachFile() const { return rig.macroDir(0) / "attach.xml"; }
     void writeAttach(const std::string& text)
     {
         fs::create_directories(rig.macroDir(0));
         testenv::writeFile(attachFile(), text);
-    }
-    bool attach(const UniqueWidgetID& w, const std::string& type, int reg)
-    {
-        return rig.fid("MACRO0.ATTACH", {{"WORKPLACE", std::to_string(w.getWorkplaceID())},
-                                         {"GROUP", std::to_string(w.getGroupID())},
-                                         {"MODULE", std::to_string(w.getModuleID())},
-                                         {"WIDGET", std::to_string(w.getWidgetID())},
-                                         {"TYPE", type},
-                                         {"REG", std::to_string(reg)}});
-    }
-    bool detach(const UniqueWidgetID& w, const std::string& type)
-    {
-        return rig.fid("MACRO0.DETACH", {{"WORKPLACE", std::to_string(w.getWorkplaceID())},
-                                         {"GROUP", std::to_string(w.getGroupID())},
-                                         {"MODULE", std::to_string(w.getModuleID())},
-                                         {"WIDGET", std::to_string(w.getWidgetID())},
-                                         {"TYPE", type}});
     }
     MacroRecorder::Widget widget(const UniqueWidgetID& id)
     {
@@ -67,9 +44,6 @@ protected:
         return names;
     }
 
-    // Outlives the recorder, which may still paint while it goes.
-    RecordingWidgetControl control;
-    MacroRig rig;
 };
 
 const std::string kHead = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n";

@@ -16,31 +16,8 @@ const UniqueWidgetID kX(0, 1, 2, 3);
 const UniqueWidgetID kY(0, 1, 2, 4);
 const std::string kXWord = std::to_string(kX.getID());
 
-class MacroButtonsTest : public ::testing::Test {
+class MacroButtonsTest : public AttachRigTest {
 protected:
-    MacroRecorder& make()
-    {
-        MacroRecorder& r = rig.make(0);
-        r.setWidgetControlInterface(&control);
-        return r;
-    }
-    bool attach(const UniqueWidgetID& w, const std::string& type, int reg)
-    {
-        return rig.fid("MACRO0.ATTACH", {{"WORKPLACE", "0"},
-                                         {"GROUP", std::to_string(w.getGroupID())},
-                                         {"MODULE", std::to_string(w.getModuleID())},
-                                         {"WIDGET", std::to_string(w.getWidgetID())},
-                                         {"TYPE", type},
-                                         {"REG", std::to_string(reg)}});
-    }
-    bool detach(const UniqueWidgetID& w, const std::string& type)
-    {
-        return rig.fid("MACRO0.DETACH", {{"WORKPLACE", "0"},
-                                         {"GROUP", std::to_string(w.getGroupID())},
-                                         {"MODULE", std::to_string(w.getModuleID())},
-                                         {"WIDGET", std::to_string(w.getWidgetID())},
-                                         {"TYPE", type}});
-    }
     void attachButtonDown(int macro) { ASSERT_TRUE(rig.fid("MACRO0.ATTACH.BUTTON.DOWN", {{"MACRO", std::to_string(macro)}}, kA)); }
     void replaceMode(const std::string& word) { ASSERT_TRUE(rig.fid("MACRO0.ATTACH.REPLACEMODE.SET", {{"VALUE", word}})); }
     void active(bool on) { ASSERT_TRUE(rig.fid("MACRO0.ATTACHMENTS.ACTIVE.SET", {{"VALUE", on ? "ON" : "OFF"}})); }
@@ -68,9 +45,6 @@ protected:
     }
     std::vector<std::string> sentTexts() const { return rig.receiver.texts(); }
 
-    // Outlives the recorder, which may still paint while it goes.
-    RecordingWidgetControl control;
-    MacroRig rig;
 };
 
 // ---- the hold table --------------------------------------------------------------------------

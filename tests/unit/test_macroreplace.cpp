@@ -9,31 +9,8 @@ namespace {
 const UniqueWidgetID kX(0, 1, 2, 7);
 const UniqueWidgetID kLocal(0, 3, 4, 7); // a module without a driver
 
-class MacroReplaceTest : public ::testing::Test {
+class MacroReplaceTest : public AttachRigTest {
 protected:
-    MacroRecorder& make()
-    {
-        MacroRecorder& r = rig.make(0);
-        r.setWidgetControlInterface(&control);
-        return r;
-    }
-    bool attach(const UniqueWidgetID& w, const std::string& type, int reg)
-    {
-        return rig.fid("MACRO0.ATTACH", {{"WORKPLACE", "0"},
-                                         {"GROUP", std::to_string(w.getGroupID())},
-                                         {"MODULE", std::to_string(w.getModuleID())},
-                                         {"WIDGET", std::to_string(w.getWidgetID())},
-                                         {"TYPE", type},
-                                         {"REG", std::to_string(reg)}});
-    }
-    bool detach(const UniqueWidgetID& w, const std::string& type)
-    {
-        return rig.fid("MACRO0.DETACH", {{"WORKPLACE", "0"},
-                                         {"GROUP", std::to_string(w.getGroupID())},
-                                         {"MODULE", std::to_string(w.getModuleID())},
-                                         {"WIDGET", std::to_string(w.getWidgetID())},
-                                         {"TYPE", type}});
-    }
     void active(bool on) { ASSERT_TRUE(rig.fid("MACRO0.ATTACHMENTS.ACTIVE.SET", {{"VALUE", on ? "ON" : "OFF"}})); }
     void driver(const UniqueWidgetID& w, const std::string& id) { ASSERT_TRUE(rig.fid("MACRO0.MFDID.SET", {{"ID", id}}, w)); }
     void displays(const UniqueWidgetID& w, int primary, int secondary = -1, int tertiary = -1)
@@ -59,9 +36,6 @@ protected:
         return r;
     }
 
-    // Outlives the recorder, which may still paint while it goes.
-    RecordingWidgetControl control;
-    MacroRig rig;
 };
 
 } // namespace
