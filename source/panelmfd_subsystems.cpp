@@ -11,9 +11,20 @@ template <class System, class Step>
 void bracketStep(System* system, Step step)
 {
     if (!system) return;
-    static constexpr void (System::*kSteps[])() = {&System::prepareAppliLoad, &System::finishAppliLoad,
-                                                    &System::prepareAppliSave, &System::finishAppliSave};
-    (system->*kSteps[static_cast<int>(step)])();
+    switch (step) {
+    case Step::LoadPrepare:
+        system->prepareAppliLoad();
+        break;
+    case Step::LoadFinish:
+        system->finishAppliLoad();
+        break;
+    case Step::SavePrepare:
+        system->prepareAppliSave();
+        break;
+    case Step::SaveFinish:
+        system->finishAppliSave();
+        break;
+    }
 }
 
 } // namespace
