@@ -18,7 +18,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INC
 install(EXPORT panelmfdTargets NAMESPACE panelmfd:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/panelmfd)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/panelmfdConfig.cmake.in
                               ${CMAKE_BINARY_DIR}/panelmfdConfig.cmake
-                              INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/panelmfd)
+                              INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/panelmfd
+                              PATH_VARS CMAKE_INSTALL_LIBDIR)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/panelmfdConfigVersion.cmake
                                  COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/panelmfdConfig.cmake ${CMAKE_BINARY_DIR}/panelmfdConfigVersion.cmake
