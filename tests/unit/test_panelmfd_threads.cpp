@@ -100,10 +100,11 @@ TEST(HwUpdateThread, CountersArePolledInTableOrderWithTheHostsText)
 
 TEST(HwUpdateThread, ModulesArePolledInAscendingOrderEveryPass)
 {
-    PanelMFDHarness h;
+    // These outlive the driver, whose hardware thread uses them until the end.
     std::vector<unsigned> order;
     std::mutex orderMutex;
     QueryCounter queries;
+    PanelMFDHarness h;
     ON_CALL(h.hwModules, getModuleInfo(_, std::string("TXCount"), _))
         .WillByDefault(Invoke([&](const UniqueModuleID& module, const std::string&, std::string&) {
             {
@@ -131,8 +132,8 @@ TEST(HwUpdateThread, ModulesArePolledInAscendingOrderEveryPass)
 
 TEST(HwUpdateThread, ASwitchedOffModuleIsNoLongerPolled)
 {
+    QueryCounter queries; // outlives the driver's hardware thread
     PanelMFDHarness h;
-    QueryCounter queries;
     ON_CALL(h.hwModules, getModuleInfo(_, _, _))
         .WillByDefault(Invoke([&](const UniqueModuleID&, const std::string&, std::string&) {
             queries.add();
@@ -158,8 +159,9 @@ TEST(HwUpdateThread, BeforeTheManagerIsHandedInTheLoopOnlySleeps)
 
 TEST(HwUpdateThread, FIDsChangingTheWatchedModulesRaceCleanWithThePasses)
 {
-    PanelMFDHarness h;
+    // Outlives the driver, whose hardware thread counts into it until the end.
     QueryCounter queries;
+    PanelMFDHarness h;
     ON_CALL(h.hwModules, getModuleInfo(_, _, _))
         .WillByDefault(Invoke([&](const UniqueModuleID&, const std::string&, std::string& value) {
             value = "5";
