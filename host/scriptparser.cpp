@@ -77,13 +77,15 @@ private:
         }
     }
 
-    // The words from index `from` up to (not including) `to`, as the raw text
-    // of the line; a single quoted word gives its unquoted text.
-    std::string rest(size_t from, size_t to) const
+    // The words from index `from` up to (not including) `to`, as the text of
+    // the line stands, quotes and all; only a text that is wholly one quoted
+    // word gives that word's text without its quotes.
+    std::string rest(size_t from, size_t to)
     {
         if (from >= to || from >= m_words.size()) return std::string();
-        if (to == from + 1 && m_words[from].quoted) return m_words[from].text;
         const size_t begin = m_words[from].column;
+        m_restColumn = std::min(m_restColumn, begin);
+        if (to == from + 1 && m_words[from].wholly) return m_words[from].text;
         const size_t end = to < m_words.size() ? m_words[to].column : m_raw.size();
         return trim(m_raw.substr(begin, end - begin));
     }
@@ -166,7 +168,18 @@ private:
     {
         m_raw = raw;
         std::string error;
-        if (!splitWords(raw, m_words, error)) expected(error);
+        size_t looseQuote = std::string::npos;
+        m_restColumn = std::string::npos;
+        splitWords(raw, m_words, error, &looseQuote);
+        parseCommand(c);
+        // A quote left open is the text's own inside the rest of a line;
+        // anywhere before it, a mistake.
+        if (looseQuote < m_restColumn)
+            expected("a closing \" for the quote in column " + std::to_string(looseQuote + 1));
+    }
+
+    void parseCommand(Command& c)
+    {
         const std::string& verb = m_words[0].text;
         size_t end = m_words.size();
         auto words = [&](size_t from, size_t to) {
@@ -244,6 +257,7 @@ private:
         } else if (verb == "shell") {
             c.kind = CommandKind::Shell;
             if (m_words.size() < 2) expected("a console command after shell");
+            m_restColumn = m_words[1].column;
             c.value = trim(m_raw.substr(m_words[1].column));
         } else if (verb == "sim") {
             c.kind = CommandKind::Sim;
@@ -463,6 +477,7 @@ private:
     size_t m_index = 0;
     std::string m_raw;
     std::vector<Word> m_words;
+    size_t m_restColumn = std::string::npos; // where the line's rest-of-line text begins
     bool m_blockMissing = false;
     Script m_script;
 };

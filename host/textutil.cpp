@@ -9,9 +9,10 @@
 
 namespace panelhost {
 
-bool splitWords(const std::string& line, std::vector<Word>& words, std::string& error)
+bool splitWords(const std::string& line, std::vector<Word>& words, std::string& error, size_t* looseQuote)
 {
     words.clear();
+    if (looseQuote) *looseQuote = std::string::npos;
     size_t i = 0;
     const size_t n = line.size();
     while (i < n) {
@@ -19,10 +20,11 @@ bool splitWords(const std::string& line, std::vector<Word>& words, std::string& 
         if (i >= n) break;
         Word word;
         word.column = i;
+        bool wholly = line[i] == '"';
         while (i < n && line[i] != ' ' && line[i] != '\t' && line[i] != '\r') {
             if (line[i] == '"') {
-                word.quoted = true;
                 const size_t open = i;
+                const size_t kept = word.text.size();
                 ++i;
                 bool closed = false;
                 while (i < n) {
@@ -37,15 +39,26 @@ bool splitWords(const std::string& line, std::vector<Word>& words, std::string& 
                         word.text += line[i++];
                     }
                 }
-                if (!closed) {
+                if (closed) {
+                    word.quoted = true;
+                    if (wholly && i < n && line[i] != ' ' && line[i] != '\t' && line[i] != '\r') wholly = false;
+                } else if (looseQuote) {
+                    if (*looseQuote == std::string::npos) *looseQuote = open;
+                    word.text.resize(kept);
+                    word.text += '"';
+                    i = open + 1;
+                    wholly = false;
+                } else {
                     error = "a closing \" for the quote in column " + std::to_string(open + 1);
                     words.clear();
                     return false;
                 }
             } else {
                 word.text += line[i++];
+                wholly = false;
             }
         }
+        word.wholly = wholly && word.quoted;
         words.push_back(std::move(word));
     }
     return true;

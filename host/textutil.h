@@ -14,17 +14,22 @@ class FIDParameterList;
 
 namespace panelhost {
 
-// One word of a line. `quoted` is true when any part of it came from "...".
+// One word of a line. `quoted` is true when any part of it came from "...",
+// `wholly` when the whole word is one "..." (as in "two words", not a="b").
 struct Word {
     std::string text;
     bool quoted = false;
+    bool wholly = false;
     size_t column = 0; // 0-based start in the line
 };
 
 // Splits a line at blanks. Double quotes group (and may sit inside a word, as
 // in NAME="two words"); "" is the empty word; \" and \\ escape inside quotes.
-// Answers false with a message for an unterminated quote.
-bool splitWords(const std::string& line, std::vector<Word>& words, std::string& error);
+// Answers false with a message for an unterminated quote; given `looseQuote`,
+// such a quote is kept as a plain character instead, its column stored there
+// (npos when every quote is closed), and the split goes on.
+bool splitWords(const std::string& line, std::vector<Word>& words, std::string& error,
+                size_t* looseQuote = nullptr);
 
 // A word as it is written in a recorded line: plain, or quoted when it is
 // empty or holds blanks, quotes or backslashes.

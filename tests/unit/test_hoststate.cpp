@@ -732,6 +732,25 @@ TEST(HostScriptRunner, SimKnobsReadBack)
     EXPECT_NE(r.message.find("ok fail"), std::string::npos) << r.message;
 }
 
+TEST(HostScriptRunner, FileTextsKeepTheirQuotes)
+{
+    RunnerRig rig;
+    ASSERT_TRUE(rig.line("file a.xml <<END\n<macro name=\"Third\" date=\"1\" />\nEND").ok);
+    // A lacks of an attribute the file holds fails, quotes and all.
+    StepResult r = rig.line("expect file a.xml lacks name=\"Third\"");
+    EXPECT_FALSE(r.ok);
+    EXPECT_EQ(r.message.rfind("expected file a.xml lacks name=\"Third\" ; saw ", 0), 0u) << r.message;
+    EXPECT_TRUE(rig.line("expect file a.xml contains name=\"Third\"").ok);
+    // Without its quotes the text is not in the file.
+    EXPECT_FALSE(rig.line("expect file a.xml contains name=Third").ok);
+    EXPECT_TRUE(rig.line("expect file a.xml lacks name=Third").ok);
+    // A quote left open is part of the text.
+    EXPECT_TRUE(rig.line("expect file a.xml contains date=\"").ok);
+    EXPECT_FALSE(rig.line("expect file a.xml lacks date=\"").ok);
+    // Only a text wholly in quotes loses them.
+    EXPECT_TRUE(rig.line("expect file a.xml contains \"<macro name\"").ok);
+}
+
 TEST(HostScriptRunner, LinesNeedingTheModuleFailClearlyWithoutOne)
 {
     HostOptions options;

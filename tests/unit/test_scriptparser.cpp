@@ -279,6 +279,43 @@ TEST(ScriptParser, ExpectStdoutLogFileSim)
     EXPECT_EQ(e.value, "abcd");
 }
 
+TEST(ScriptParser, RestOfLineTextsAreTakenAsWritten)
+{
+    EXPECT_EQ(only("expect file a.xml contains name=\"Third\"").value, "name=\"Third\"");
+    EXPECT_EQ(only("expect file a.xml lacks attr=\"X\"").value, "attr=\"X\"");
+    EXPECT_EQ(only("expect file a.xml contains signature=\"").value, "signature=\"");
+    EXPECT_EQ(only("expect file a.xml contains \"").value, "\"");
+    EXPECT_EQ(only("expect stdout a \"b\" c").value, "a \"b\" c");
+    EXPECT_EQ(only("expect log say \"hi").value, "say \"hi");
+    EXPECT_EQ(only("expect no log x=\"1\"").value, "x=\"1\"");
+    Command w = only("expect log open \"quote within 500");
+    EXPECT_EQ(w.value, "open \"quote");
+    EXPECT_EQ(w.withinMs, 500);
+    EXPECT_EQ(only("expect state K = a\"b\"").value, "a\"b\"");
+    EXPECT_EQ(only("expect change K = \"a\" \"b\"").value, "\"a\" \"b\"");
+    EXPECT_EQ(only("expect event E = \"x").value, "\"x");
+    EXPECT_EQ(only("publish K = x\"y").value, "x\"y");
+    EXPECT_EQ(only("attr 0.1.2.3 TEXT = \"a\"b").value, "\"a\"b");
+    EXPECT_EQ(only("shell changePDL 3 \"open").value, "changePDL 3 \"open");
+    // A text that is wholly one quoted word gives that word.
+    EXPECT_EQ(only("expect change K = \"Lamp on\"").value, "Lamp on");
+    EXPECT_EQ(only("expect file a.xml contains \"  two\"").value, "  two");
+    EXPECT_EQ(only("expect log \"say \\\"hi\\\"\"").value, "say \"hi\"");
+    Command q = only("expect stdout \"x y\" within 20");
+    EXPECT_EQ(q.value, "x y");
+    EXPECT_EQ(q.withinMs, 20);
+}
+
+TEST(ScriptParser, QuotesOutsideTheRestOfTheLineMustClose)
+{
+    for (const char* line : {"fid SETVAR NAME=\"open", "expect sent PANEL.X A=\"open", "expect call I.op \"open",
+                             "expect file \"a.xml contains x", "publish \"K = 1", "expect notify 0.1.2.3 \"X"}) {
+        Script s = parseScript(line);
+        ASSERT_EQ(s.errors.size(), 1u) << line;
+        EXPECT_NE(s.errors[0].message.find("a closing \""), std::string::npos) << line << " -> " << s.errors[0].message;
+    }
+}
+
 TEST(ScriptParser, NegatedStreamChecks)
 {
     for (const char* line : {"expect no event X", "expect no notify 0.1.2.3", "expect no sent PANEL.X",
