@@ -73,7 +73,9 @@ std::set<std::string> Console::candidates(const std::string& lineStart, const st
     splitWords(lineStart, words, error);
     if (words.empty()) {
         pool.insert(commandWords().begin(), commandWords().end());
-        pool.insert({"help", "names", "quit"});
+        pool.insert({"help", "names", "verbose", "quit"});
+    } else if (words.size() == 1 && words[0].text == "verbose") {
+        pool = {"on", "off"};
     } else if (words.size() == 1 && (words[0].text == "fid" || words[0].text == "record")) {
         pool = fidNames();
         if (words[0].text == "record") {
@@ -121,7 +123,24 @@ void Console::help() const
         "  shell showEth                          a console command of the module\n"
         "  expect state PANEL.LOADED = \"\"         check something (see the README for all checks)\n"
         "  start | restart | stop | loglevel DEBUG | wait 100\n"
+        "  verbose on|off   every state key, or a burst under one prefix as one line with its count\n"
         "  names   the FID names known so far      help   this text      quit   leave");
+}
+
+bool Console::verbose(const std::string& line)
+{
+    std::vector<Word> words;
+    std::string error;
+    if (!splitWords(line, words, error) || words.empty() || words[0].text != "verbose") return false;
+    if (words.size() == 2 && (words[1].text == "on" || words[1].text == "off")) {
+        m_host.narrator().setVerbose(words[1].text == "on");
+        m_host.narrator().always(std::string("verbose ") + (words[1].text == "on" ? "on: every state key is shown"
+                                                                                   : "off: a burst of keys reads as one line per prefix"));
+    } else {
+        m_host.narrator().always(std::string("verbose is ") + (m_host.narrator().verbose() ? "on" : "off") +
+                                 "; verbose on|off");
+    }
+    return true;
 }
 
 void Console::handle(const std::string& text)
@@ -160,6 +179,7 @@ int Console::run()
             help();
             continue;
         }
+        if (verbose(t)) continue;
         if (t == "names") {
             std::string all;
             for (const auto& n : fidNames()) all += n + "\n";

@@ -2,7 +2,7 @@
 
 // The interactive console of panelhost: the script vocabulary one line at a
 // time (blocks with <<END continue over the following lines), plus `help`,
-// `names` and `quit`. On a terminal it edits lines with history
+// `names`, `verbose on|off` and `quit`. On a terminal it edits lines with history
 // (~/.panelhost_history) and completes command words, operation names and the
 // FID names it knows (the panel's own vocabulary, names seen sent and names
 // typed). Otherwise it reads lines plainly.
@@ -24,6 +24,9 @@ public:
     std::set<std::string> fidNames() const;
     // Completion candidates for a line start and the word being typed.
     std::set<std::string> candidates(const std::string& lineStart, const std::string& word) const;
+    // A `verbose on|off` line: switches the narration of every state key on
+    // or off and answers true; any other line answers false.
+    bool verbose(const std::string& line);
 
 private:
     bool readLine(const std::string& prompt, std::string& line);

@@ -56,10 +56,9 @@ bool HostModule::start(const HostInterfaces& host, const ModuleConfiguration& co
     }
     phase(2, "onCreateModule: the module object is made, its two background threads start and it registers "
              "its shell commands");
-    m_narrator.setSummarising(true);
     m_module = m_create();
     if (!m_module) {
-        m_narrator.setSummarising(false);
+        m_narrator.flushSummary();
         error = "onCreateModule answered null";
         return false;
     }
@@ -147,14 +146,14 @@ bool HostModule::start(const HostInterfaces& host, const ModuleConfiguration& co
     phase(8, "interfaceInitializationDone: the stored settings are replayed, the workplace file is read and its "
              "state published");
     m_panelMFD->interfaceInitializationDone();
-    m_narrator.setSummarising(false);
+    m_narrator.flushSummary();
     phase(9, "running: FIDs go in through IFunctionID::sendFID");
     return true;
 }
 
 void HostModule::stop()
 {
-    m_narrator.setSummarising(false);
+    m_narrator.flushSummary();
     if (!m_module) return;
     if (m_configuration) {
         phase(10, "deinitialize");

@@ -1,6 +1,6 @@
 // panelhost: the reference host of the panel module, on the command line.
 //
-//   panelhost [--module PATH] [--dir DIR] [--quiet] [--keep] [SCRIPT]
+//   panelhost [--module PATH] [--dir DIR] [--quiet] [--verbose] [--keep] [SCRIPT]
 //
 // With a script it runs the script (narrated unless --quiet) and exits 0 when
 // every expect held, 1 at the first that didn't, 2 for a malformed script.
@@ -64,10 +64,12 @@ int main(int argc, char** argv)
     std::string dir;
     std::string script;
     bool quiet = false;
+    bool verbose = false;
     bool keep = false;
     app.add_option("--module", modulePath, "the module library (default <dir of panelhost>/../lib/libpanelmfd.so)");
     app.add_option("--dir", dir, "the run directory (default: a fresh temporary one)");
     app.add_flag("--quiet", quiet, "no narration");
+    app.add_flag("--verbose", verbose, "narrate every state key (a burst under one prefix otherwise reads as one line)");
     app.add_flag("--keep", keep, "keep the temporary run directory");
     app.add_option("SCRIPT", script, "a scenario script (*.panel); without one the console opens");
     CLI11_PARSE(app, argc, argv);
@@ -122,6 +124,7 @@ int main(int argc, char** argv)
         options.narrate = !quiet;
         options.captureStdout = true;
         panelhost::Host host(options);
+        host.narrator().setVerbose(verbose);
         host.narrator().always("panelhost: run directory " + dir);
         if (!script.empty()) {
             panelhost::ScriptRunner runner(host, scriptName);

@@ -5,8 +5,11 @@
 // original standard output, since the module's own standard output is
 // captured), never into the recorded streams.
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -38,21 +41,43 @@ public:
     // Always written, narration on or off (results, failures, the run dir).
     void always(const std::string& text);
 
-    // While summarising (the start-up phases publish thousands of keys), state
-    // lines are gathered by their first two words and shown as one line per
-    // group at the next flush; a group of one key shows the key itself.
-    void setSummarising(bool on);
+    // A burst of state lines (a new recorder's register keys, the start-up
+    // phases, a reload's republication) reads as one line per key prefix
+    // (its first two words, as PANEL.MACRO0) with its count; a prefix with
+    // few keys shows them. Gathered lines are shown before any other line, at
+    // flushSummary(), and when no further state line came for a moment.
+    // Verbose: every state line as it comes.
+    void setVerbose(bool on);
+    bool verbose() const;
     void flushSummary();
+
+    // Keys a prefix shows one by one before a burst of them reads as a count.
+    static constexpr size_t kShownKeys = 3;
+    // How long a burst may pause before its lines are shown, and how long
+    // lines are held at most.
+    static constexpr int kQuietMs = 100;
+    static constexpr int kHoldMs = 1000;
+
+    ~Narrator();
+    Narrator(const Narrator&) = delete;
+    Narrator& operator=(const Narrator&) = delete;
 
 private:
     void write(const std::string& text);
     void flushLocked();
+    void gather(const std::string& text);
+    void flusher();
     mutable std::mutex m_mutex;
     int m_fd;
     bool m_enabled = true;
     oskit::logbackend::Level m_logLevel = oskit::logbackend::Level::Info;
-    bool m_summarising = false;
+    bool m_verbose = false;
     std::vector<std::pair<std::string, std::vector<std::string>>> m_groups;
+    std::chrono::steady_clock::time_point m_firstHeld;
+    std::chrono::steady_clock::time_point m_lastHeld;
+    std::condition_variable m_held; // a state line was gathered, or the narrator ends
+    bool m_ending = false;
+    std::thread m_flusher; // started with the first gathered line
 };
 
 } // namespace panelhost

@@ -57,6 +57,7 @@ Host::Host(HostOptions options)
 Host::~Host()
 {
     stop();
+    m_narrator.flushSummary();
     setSystemBackendFactory(nullptr);
     m_log.stop();
     m_stdout.stop();
