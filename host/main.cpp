@@ -45,6 +45,18 @@ std::string executableDir()
     return ec ? std::string(".") : self.parent_path().string();
 }
 
+// The module beside panelhost: in the library folder of an installed tree
+// (which may be a multiarch one, as lib/x86_64-linux-gnu), else in ../lib as in
+// the build tree.
+std::string defaultModulePath()
+{
+    const std::string dir = executableDir();
+    const std::string installed = dir + "/../" PANELHOST_INSTALL_LIBDIR "/libpanelmfd.so";
+    std::error_code ec;
+    if (fs::exists(installed, ec)) return installed;
+    return dir + "/../lib/libpanelmfd.so";
+}
+
 std::string makeTempDir()
 {
     const char* tmp = std::getenv("TMPDIR");
@@ -66,7 +78,9 @@ int main(int argc, char** argv)
     bool quiet = false;
     bool verbose = false;
     bool keep = false;
-    app.add_option("--module", modulePath, "the module library (default <dir of panelhost>/../lib/libpanelmfd.so)");
+    app.add_option("--module", modulePath,
+                   "the module library (default <dir of panelhost>/../" PANELHOST_INSTALL_LIBDIR
+                   "/libpanelmfd.so, else <dir of panelhost>/../lib/libpanelmfd.so)");
     app.add_option("--dir", dir, "the run directory (default: a fresh temporary one)");
     app.add_flag("--quiet", quiet, "no narration");
     app.add_flag("--verbose", verbose, "narrate every state key (a burst under one prefix otherwise reads as one line)");
@@ -74,7 +88,7 @@ int main(int argc, char** argv)
     app.add_option("SCRIPT", script, "a scenario script (*.panel); without one the console opens");
     CLI11_PARSE(app, argc, argv);
 
-    if (modulePath.empty()) modulePath = executableDir() + "/../lib/libpanelmfd.so";
+    if (modulePath.empty()) modulePath = defaultModulePath();
     std::string scriptText;
     std::string scriptName;
     if (!script.empty()) {
