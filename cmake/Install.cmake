@@ -12,6 +12,10 @@ if(TARGET panelhost)
   install(TARGETS panelhost_lib panelhost
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
           RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  # The tour and the layouts beside it (whichever the examples folder holds
+  # when installing).
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/panelmfd/examples
+          FILES_MATCHING PATTERN "*.panel" PATTERN "*.json")
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 

@@ -9,7 +9,8 @@ if(NOT rc EQUAL 0)
   message(FATAL_ERROR "install failed")
 endif()
 foreach(path lib/libpanelmfd.so lib/libpanelkit.so lib/liboskit.so lib/libpanelsys.so bin/panelhost
-             include/panelmfd/host.h lib/cmake/panelmfd/panelmfdConfig.cmake lib/pkgconfig/panelmfd.pc)
+             include/panelmfd/host.h lib/cmake/panelmfd/panelmfdConfig.cmake lib/pkgconfig/panelmfd.pc
+             share/panelmfd/examples/tour.panel)
   if(NOT EXISTS ${prefix}/${path})
     message(FATAL_ERROR "not installed: ${path}")
   endif()
