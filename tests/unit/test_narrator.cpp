@@ -15,6 +15,7 @@
 #include <memory>
 #include <sstream>
 
+#include "console.h"
 #include "narrator.h"
 #include "panelhost.h"
 #include "scriptparser.h"
@@ -218,4 +219,30 @@ TEST(Narrator, ANewRecorderVerboseShowsEveryKey)
     const auto all = newRecorderNarration(true);
     EXPECT_GE(countStarting(all, "state  PANEL.MACRO3.REG"), 1998u);
     EXPECT_EQ(countStarting(all, "state  PANEL.MACRO3.*"), 0u);
+}
+
+TEST(Narrator, TheConsoleSwitchesVerboseOnAndOff)
+{
+    FileNarration out;
+    HostOptions options;
+    options.runDir = "/tmp";
+    options.captureLog = false;
+    options.narrate = true;
+    Host host(options);
+    host.narrator().setFd(out.fd);
+    Console console(host);
+    EXPECT_TRUE(console.verbose("verbose on"));
+    EXPECT_TRUE(host.narrator().verbose());
+    registerKeys(host.narrator(), "PANEL.MACRO6", 5);
+    EXPECT_EQ(countStarting(lines(out.text()), "state  PANEL.MACRO6.REG"), 10u);
+    EXPECT_TRUE(console.verbose("verbose off"));
+    EXPECT_FALSE(host.narrator().verbose());
+    registerKeys(host.narrator(), "PANEL.MACRO7", 5);
+    host.narrator().flushSummary();
+    EXPECT_EQ(lines(out.text()).back(), "state  PANEL.MACRO7.*   (10 keys published)");
+    EXPECT_TRUE(console.verbose("verbose maybe")); // answers with the usage, changes nothing
+    EXPECT_FALSE(host.narrator().verbose());
+    EXPECT_FALSE(console.verbose("fid SETVAR NAME=verbose VALUE=on"));
+    EXPECT_TRUE(console.candidates("", "verb").count("verbose"));
+    EXPECT_TRUE(console.candidates("verbose ", "o").count("on"));
 }
