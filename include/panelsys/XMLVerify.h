@@ -9,8 +9,10 @@ class PANEL_API XMLVerify {
 public:
     XMLVerify();
     ~XMLVerify();
-    // Signs the file in place (written whole through a temporary file).
-    void insertSignature(const oskit::Path& path);
+    // Signs the file in place (written whole through a temporary file); false
+    // when the file can't be read, has no root element or can't be written,
+    // and the file is then as it was.
+    bool insertSignature(const oskit::Path& path);
     // False for a missing, short or wrong signature, or an unreadable file.
     bool verifySignature(const oskit::Path& path);
 };

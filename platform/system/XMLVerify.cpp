@@ -197,25 +197,29 @@ XMLVerify::XMLVerify() = default;
 
 XMLVerify::~XMLVerify() = default;
 
-void XMLVerify::insertSignature(const oskit::Path& path)
+bool XMLVerify::insertSignature(const oskit::Path& path)
 {
     std::optional<std::string> text = readFile(path.getPath());
     if (!text) {
         std::fprintf(stderr, "XMLVerify: cannot read %s\n", path.c_str());
-        return;
+        return false;
     }
     std::optional<RootTag> tag = findRootTag(*text);
     if (!tag) {
         std::fprintf(stderr, "XMLVerify: no root element in %s\n", path.c_str());
-        return;
+        return false;
     }
     if (std::optional<SignatureAttribute> old = findSignature(*text, *tag)) {
         text->erase(old->begin, old->end - old->begin);
     }
     const std::string digest = sha256Hex(*text);
-    if (digest.size() != kDigestHexLength) return;
+    if (digest.size() != kDigestHexLength) return false;
     text->insert(tag->nameEnd, std::string(" ") + kAttribute + "=\"" + digest + "\"");
-    if (!replaceFile(path.getPath(), *text)) std::fprintf(stderr, "XMLVerify: cannot write %s\n", path.c_str());
+    if (!replaceFile(path.getPath(), *text)) {
+        std::fprintf(stderr, "XMLVerify: cannot write %s\n", path.c_str());
+        return false;
+    }
+    return true;
 }
 
 bool XMLVerify::verifySignature(const oskit::Path& path)
