@@ -1,10 +1,8 @@
 // MacroRecorder: the attachment store of the buttons, its file attach.xml, the
 // FIDs that change it, and the blinking of attached buttons.
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -18,6 +16,7 @@
 #include "moduleconstants.h"
 #include "oskit/Time.h"
 #include "panelkit/Assert.h"
+#include "panelsys/WholeFileWriter.h"
 #include "panelsys/XMLVerify.h"
 
 namespace {
@@ -50,30 +49,8 @@ std::string widgetText(const UniqueWidgetID& id)
     return os.str();
 }
 
-std::atomic<unsigned> s_attachTempCounter{0};
-
 // Saves of attach.xml one after the other, so that the newest picture is the one that stays.
 std::mutex s_attachSaveLock;
-
-// Writes the text as the file's whole content; false if any step fails (a full disk shows at the flush).
-bool writeWhole(const std::string& path, const std::string& text)
-{
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    if (!file) return false;
-    bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    written = std::fflush(file) == 0 && written;
-    written = ::fsync(::fileno(file)) == 0 && written;
-    written = std::fclose(file) == 0 && written;
-    return written;
-}
-
-void syncFile(const std::string& path)
-{
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return;
-    ::fsync(fd);
-    ::close(fd);
-}
 
 } // namespace
 
@@ -247,20 +224,10 @@ void MacroRecorder::saveAttachments()
             }
         }
 
-        // Written whole beside the target, signed there, flushed, then renamed over it.
-        const std::string temp =
-            target + ".tmp" + std::to_string(::getpid()) + "." + std::to_string(++s_attachTempCounter);
+        // Written whole beside the target, signed there, then renamed over it.
         TiXmlPrinter printer;
         doc.Accept(&printer);
-        saved = writeWhole(temp, printer.Str());
-        if (saved) {
-            XMLVerify verify;
-            verify.insertSignature(oskit::Path(temp));
-            saved = verify.verifySignature(oskit::Path(temp));
-            syncFile(temp);
-        }
-        if (saved) saved = std::rename(temp.c_str(), target.c_str()) == 0;
-        if (!saved) std::remove(temp.c_str());
+        saved = WholeFileWriter::write(target, printer.Str(), WholeFileWriter::ESigning::kSigned);
     }
     if (!saved)
         s_pLog->level(oskit::LOG_ERROR) << "Failed to save macro attachments file " << target << std::endl;

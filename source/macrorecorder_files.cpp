@@ -1,8 +1,4 @@
 // MacroRecorder: macro files, their reader and writer, and the register table.
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <atomic>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -18,6 +14,7 @@
 #include "oskit/File.h"
 #include "oskit/Time.h"
 #include "panelkit/Assert.h"
+#include "panelsys/WholeFileWriter.h"
 #include "panelsys/XMLVerify.h"
 
 namespace {
@@ -35,17 +32,6 @@ std::string threeDigits(int number)
     std::ostringstream os;
     os << std::setw(3) << std::setfill('0') << number;
     return os.str();
-}
-
-std::atomic<unsigned> s_tempCounter{0};
-
-// Flushes a written file to the disk.
-void syncFile(const std::string& path)
-{
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return;
-    ::fsync(fd);
-    ::close(fd);
 }
 
 void logFormatError(const oskit::Path& path, const char* what, int row)
@@ -190,19 +176,10 @@ bool MacroRecorder::Macro::save(const oskit::Path& path) const
         data->LinkEndChild(cmd);
     }
 
-    // Written whole beside the target, signed there, flushed, then renamed over it.
+    // Written whole beside the target, signed there, then renamed over it.
     const std::string target = path.getPath();
-    const std::string temp = target + ".tmp" + std::to_string(::getpid()) + "." + std::to_string(++s_tempCounter);
-    bool saved = doc.SaveFile(temp.c_str());
-    if (saved) {
-        XMLVerify().insertSignature(oskit::Path(temp));
-        syncFile(temp);
-        saved = std::rename(temp.c_str(), target.c_str()) == 0;
-    }
-    if (!saved) {
-        std::remove(temp.c_str());
-        s_pLog->level(oskit::LOG_ERROR) << "Failed to save macro file " << target << std::endl;
-    }
+    const bool saved = WholeFileWriter::writeDocument(target, doc, WholeFileWriter::ESigning::kSigned);
+    if (!saved) s_pLog->level(oskit::LOG_ERROR) << "Failed to save macro file " << target << std::endl;
     return saved;
 }
 
