@@ -1,10 +1,6 @@
 // The workplace file: reading it into the eight workplace slots, writing it
 // back after a change, and publishing the slots as panel state.
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
@@ -14,7 +10,7 @@
 #include "mfdconfighandler.h"
 #include "panelkit/Assert.h"
 #include "panelmfd.h"
-#include "panelsys/XMLVerify.h"
+#include "panelsys/WholeFileWriter.h"
 
 namespace {
 
@@ -32,26 +28,6 @@ std::string lastPathComponent(const std::string& path)
 {
     const std::string::size_type slash = path.find_last_of("/\\");
     return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-// Makes the bytes written to an open descriptor durable.
-bool syncFile(const std::string& path)
-{
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return false;
-    const bool synced = ::fsync(fd) == 0;
-    ::close(fd);
-    return synced;
-}
-
-void syncDirectoryOf(const std::string& path)
-{
-    const std::string::size_type slash = path.find_last_of('/');
-    const std::string directory = slash == std::string::npos ? std::string(".") : path.substr(0, slash + 1);
-    const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) return;
-    ::fsync(fd);
-    ::close(fd);
 }
 
 } // namespace
@@ -189,39 +165,10 @@ bool PanelMFD::updateWorkplaceFile()
     return true;
 }
 
+// Signed in the temporary file, so that the target is never seen unsigned.
 bool PanelMFD::saveWorkplaceDocument(TiXmlDocument& document, const std::string& target)
 {
-    if (target.empty()) return false;
-
-    std::string temporary = target + ".XXXXXX";
-    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
-    if (fd < 0) return false;
-    ::fchmod(fd, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
-
-    std::FILE* file = ::fdopen(fd, "w");
-    if (!file) {
-        ::close(fd);
-        ::unlink(temporary.c_str());
-        return false;
-    }
-    bool written = document.SaveFile(file);
-    written = (std::fflush(file) == 0) && written;
-    written = (std::fclose(file) == 0) && written;
-
-    // The signature goes into the temporary file, so that the target is
-    // never seen unsigned.
-    if (written) {
-        XMLVerify verify;
-        verify.insertSignature(oskit::Path(temporary));
-        written = verify.verifySignature(oskit::Path(temporary)) && syncFile(temporary);
-    }
-    if (written) written = ::rename(temporary.c_str(), target.c_str()) == 0;
-    if (!written) {
-        ::unlink(temporary.c_str());
-        return false;
-    }
-    syncDirectoryOf(target);
-    return true;
+    return WholeFileWriter::writeDocument(target, document, WholeFileWriter::ESigning::kSigned);
 }
 
 void PanelMFD::driveWorkplaceState()
