@@ -21,6 +21,7 @@
 #include "oskit/Path.h"
 #include "panelkit/Assert.h"
 #include "panelsys/Task.h"
+#include "panelsys/WholeFileWriter.h"
 
 namespace {
 
@@ -420,16 +421,8 @@ bool PanelSettings::writeDocument()
     std::lock_guard<std::mutex> guard(m_documentLock);
     m_savePending = false;
     const std::string path = settingsFilePath();
-    const std::string temporary = path + ".tmp";
-
-    FILE* file = std::fopen(temporary.c_str(), "w");
-    if (!file) return false;
-    bool written = m_document.SaveFile(file);
-    written = (std::fflush(file) == 0) && written;
-    written = (::fsync(::fileno(file)) == 0) && written;
-    written = (std::fclose(file) == 0) && written;
-    if (!written || std::rename(temporary.c_str(), path.c_str()) != 0) {
-        std::remove(temporary.c_str());
+    if (!WholeFileWriter::writeDocument(path, m_document)) {
+        std::cout << "PS: File did NOT save: " + path + "\n" << std::flush;
         return false;
     }
     return true;
