@@ -3,9 +3,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
+#include <iostream>
 #include <tinyxml.h>
+
+#include "panelsys/WholeFileWriter.h"
 
 namespace {
 
@@ -88,19 +90,11 @@ bool PmemFileParserXml::save() const
 bool PmemFileParserXml::writeDocument(const std::string& path) const
 {
     if (!m_pDocument || path.empty()) return false;
-    static std::atomic<unsigned> s_sequence{0};
-    const std::string temporary =
-        path + ".tmp" + std::to_string(::getpid()) + "_" + std::to_string(s_sequence.fetch_add(1));
-
-    std::FILE* file = std::fopen(temporary.c_str(), "w");
-    if (!file) return false;
-    bool good = m_pDocument->SaveFile(file);
-    good = std::fflush(file) == 0 && good;
-    good = ::fsync(::fileno(file)) == 0 && good;
-    good = std::fclose(file) == 0 && good;
-    if (good) good = std::rename(temporary.c_str(), path.c_str()) == 0;
-    if (!good) std::remove(temporary.c_str());
-    return good;
+    if (!WholeFileWriter::writeDocument(path, *m_pDocument)) {
+        std::cout << "PMEM Error! Can't save file \"" << path << "\"" << std::endl;
+        return false;
+    }
+    return true;
 }
 
 bool PmemFileParserXml::unload()

@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -12,6 +11,7 @@
 
 #include "oskit/Directory.h"
 #include "oskit/File.h"
+#include "panelsys/WholeFileWriter.h"
 
 namespace {
 
@@ -168,23 +168,6 @@ bool PmemStorageText::registerIsValid(int workplace, int reg)
 
 bool PmemStorageText::registerIsEmpty() { return m_values.empty(); }
 
-bool PmemStorageText::replaceFile(const std::string& path, const std::string& bytes)
-{
-    static std::atomic<unsigned> s_sequence{0};
-    const std::string temporary =
-        path + ".tmp" + std::to_string(::getpid()) + "_" + std::to_string(s_sequence.fetch_add(1));
-
-    std::FILE* file = std::fopen(temporary.c_str(), "w");
-    if (!file) return false;
-    bool good = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-    good = std::fflush(file) == 0 && good;
-    good = ::fsync(::fileno(file)) == 0 && good;
-    good = std::fclose(file) == 0 && good;
-    if (good) good = std::rename(temporary.c_str(), path.c_str()) == 0;
-    if (!good) std::remove(temporary.c_str());
-    return good;
-}
-
 bool PmemStorageText::saveRegister(int version)
 {
     if (m_workplace < 0 || m_register < 0) return false;
@@ -201,7 +184,8 @@ bool PmemStorageText::saveRegister(int version)
         bytes += '\n';
     }
 
-    if (path.isEmpty() || !replaceFile(path.getPath(), bytes)) {
+    // The whole file is replaced: the register holds either the old content or the new.
+    if (path.isEmpty() || !WholeFileWriter::write(path.getPath(), bytes)) {
         std::cout << "PMEM Error! Can't save file \"" << path.getPath() << "\"" << std::endl;
         return false;
     }

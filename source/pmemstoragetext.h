@@ -38,11 +38,6 @@ public:
     bool getRegisterValue(const std::string& key, std::string& value) override;
     std::map<std::string, std::string>& getRegisterValues() override;
 
-    // Writes a whole file crash-safe: a temporary file beside the target,
-    // flushed to disk, then renamed over it. The target is either the old file
-    // or the complete new one.
-    static bool replaceFile(const std::string& path, const std::string& bytes);
-
     // The value a stored value becomes when a register of file version
     // fileVersion is loaded for version (old words replaced).
     static std::string convertValue(const std::string& value, int version, int fileVersion);
