@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -203,7 +204,9 @@ public:
         return netmask;
     }
 
-    // Replaces the default route of the interface.
+    // Replaces the default route of the interface. The new route goes in
+    // before the old one goes, so that a gateway the kernel refuses (one
+    // outside the interface's network) leaves the old route in place.
     void setGateway(const oskit::HostAddress& gateway, int index, const std::string& ifc) override
     {
         ifreq request{};
@@ -214,16 +217,18 @@ public:
         std::memcpy(&route.rt_dst, &any, sizeof any);
         std::memcpy(&route.rt_genmask, &any, sizeof any);
         route.rt_dev = request.ifr_name;
-        Socket socket;
-        if (socket.fd() < 0) return;
-        oskit::HostAddress old = getGateway(index, ifc);
-        if (old.isValid() && toSockaddr(old, route.rt_gateway)) {
-            route.rt_flags = RTF_UP | RTF_GATEWAY;
-            ::ioctl(socket.fd(), SIOCDELRT, &route);
-        }
-        if (!toSockaddr(gateway, route.rt_gateway)) return;
         route.rt_flags = RTF_UP | RTF_GATEWAY;
-        if (::ioctl(socket.fd(), SIOCADDRT, &route) != 0) std::perror("SystemSettings: set gateway");
+        Socket socket;
+        if (socket.fd() < 0 || !toSockaddr(gateway, route.rt_gateway)) return;
+        const oskit::HostAddress old = getGateway(index, ifc);
+        if (::ioctl(socket.fd(), SIOCADDRT, &route) != 0) {
+            // The same route again is no change.
+            if (errno != EEXIST) std::perror("SystemSettings: set gateway");
+            return;
+        }
+        if (old.isValid() && std::string(old.getAddressString()) != gateway.getAddressString() &&
+            toSockaddr(old, route.rt_gateway))
+            ::ioctl(socket.fd(), SIOCDELRT, &route);
     }
 
     // The default route of the interface in /proc/net/route.
