@@ -6,6 +6,7 @@
 
 #include "oskit/CmdProcessor.h"
 #include "oskit/LogManager.h"
+#include "panelsys/WholeFileWriter.h"
 #include "textutil.h"
 
 namespace panelhost {
@@ -151,6 +152,20 @@ bool Host::setKnob(const std::string& name, const std::string& value, std::strin
     };
     if (name == "i2c.write" || name == "i2c.read") {
         if (!oneOf({"ok", "fail"})) return false;
+    } else if (name == "write.fail") {
+        // Every whole-file write of the process fails at this step until set to none.
+        using EStep = WholeFileWriter::EStep;
+        bool known = false;
+        for (EStep step : {EStep::kNone, EStep::kPrint, EStep::kCreate, EStep::kWrite, EStep::kSync, EStep::kClose,
+                           EStep::kSign, EStep::kVerify, EStep::kRename, EStep::kSyncDirectory}) {
+            if (value != WholeFileWriter::stepName(step)) continue;
+            WholeFileWriter::failStepForTesting(step);
+            known = true;
+        }
+        if (!known) {
+            error = "one of none print create write sync close sign verify rename syncDirectory for write.fail";
+            return false;
+        }
     } else if (name == "i2c.readback") {
         if (!oneOf({"ok", "corrupt"})) return false;
     } else if (name == "setModuleID" || name == "startTftCalibration") {
@@ -176,7 +191,7 @@ bool Host::setKnob(const std::string& name, const std::string& value, std::strin
         }
     } else if (name != "network.ip" && name != "network.netmask" && name != "network.gateway") {
         error = "a known knob (module.W.G.M.PROP, setModuleID, startTftCalibration, network.ip|netmask|gateway, date, "
-                "time, i2c.write, i2c.read, i2c.readback, i2c.eeprom, mfd.ID, mfd.ID.playms), not " + name;
+                "time, i2c.write, i2c.read, i2c.readback, i2c.eeprom, mfd.ID, mfd.ID.playms, write.fail), not " + name;
         return false;
     }
     m_knobs.set(name, value);
@@ -189,6 +204,7 @@ std::optional<std::string> Host::knob(const std::string& name) const
     if (auto v = m_knobs.get(name)) return v;
     if (name == "i2c.write" || name == "i2c.read" || name == "i2c.readback") return std::string("ok");
     if (name == "setModuleID" || name == "startTftCalibration") return std::string("true");
+    if (name == "write.fail") return std::string("none");
     if (startsWith(name, "mfd.") && name.find('.', 4) == std::string::npos) return std::string("passive");
     return std::nullopt;
 }
