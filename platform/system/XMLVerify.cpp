@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "oskit/InputFile.h"
+
 // The signature is the attribute signature="<64 lower-case hex digits>" on the
 // root element. The signed bytes are the file's bytes with the attribute's
 // text removed: the one blank before the name through the closing quote.
@@ -125,15 +127,8 @@ std::optional<SignatureAttribute> findSignature(const std::string& text, const R
 
 std::optional<std::string> readFile(const std::string& path)
 {
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    if (file == nullptr) return std::nullopt;
     std::string text;
-    char chunk[4096];
-    size_t count = 0;
-    while ((count = std::fread(chunk, 1, sizeof chunk, file)) > 0) text.append(chunk, count);
-    const bool failed = std::ferror(file) != 0;
-    std::fclose(file);
-    if (failed) return std::nullopt;
+    if (oskit::InputFile::read(path, text) != oskit::InputFile::RESULT_OK) return std::nullopt;
     return text;
 }
 
