@@ -11,6 +11,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include "oskit/InputFile.h"
 #include "panelkit/FIDParameter.h"
 #include "panelsettings.h"
 
@@ -47,7 +48,12 @@ void PanelBrightnessObserver::run()
 void PanelBrightnessObserver::poll()
 {
     const std::string path = PanelSettings::brightnessExchangePath();
-    const int fd = ::open(path.c_str(), O_RDONLY);
+    // Only a regular file is read: a pipe or a folder in its place is refused
+    // and counts as a file that does not open.
+    oskit::InputFile file(path);
+    if (oskit::InputFile::isRefusal(file.result()))
+        report(("PBO: File refused (" + oskit::InputFile::describe(file.result()) + "): " + path).c_str());
+    const int fd = file.descriptor();
     if (fd < 0) {
         report("PBO: File did Not open");
         return;
@@ -57,10 +63,8 @@ void PanelBrightnessObserver::poll()
         break;
     case ELock::FAILED:
         report("PBO: File did Not lock");
-        ::close(fd);
         return;
     case ELock::STOPPING:
-        ::close(fd);
         return;
     }
 
@@ -80,7 +84,6 @@ void PanelBrightnessObserver::poll()
 
     ::flock(fd, LOCK_UN);
     ::fsync(fd);
-    ::close(fd);
 }
 
 // Waits for the shared lock as long as an outside writer holds the file

@@ -17,6 +17,7 @@
 #include "oskit/Time.h"
 #include "panelkit/Assert.h"
 #include "panelsys/WholeFileWriter.h"
+#include "panelsys/XMLInput.h"
 #include "panelsys/XMLVerify.h"
 
 namespace {
@@ -242,11 +243,16 @@ void MacroRecorder::loadAttachments()
     path.expand(kMacroAttachFileName);
     const std::string file = path.getPath();
 
-    // A workplace without attachments has no file; anything but a plain file counts as none.
-    struct stat info;
-    if (::stat(file.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return;
+    // A workplace without attachments has no file; a file that is refused or
+    // doesn't parse counts as none.
     TiXmlDocument doc;
-    if (!doc.LoadFile(file.c_str())) return;
+    oskit::InputFile::EResult why = oskit::InputFile::RESULT_OK;
+    if (!XMLInput::load(doc, file, TIXML_DEFAULT_ENCODING, &why)) {
+        if (oskit::InputFile::isRefusal(why))
+            s_pLog->level(oskit::LOG_ERROR) << "Refused macro attachments file " << file << ": "
+                                            << oskit::InputFile::describe(why) << std::endl;
+        return;
+    }
 
     if (!XMLVerify().verifySignature(path))
         s_pLog->level(oskit::LOG_WARN) << "Macro attachments file " << file << " has invalid signature" << std::endl;

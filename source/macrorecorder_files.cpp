@@ -12,9 +12,11 @@
 #include "moduleconstants.h"
 #include "oskit/Directory.h"
 #include "oskit/File.h"
+#include "oskit/InputFile.h"
 #include "oskit/Time.h"
 #include "panelkit/Assert.h"
 #include "panelsys/WholeFileWriter.h"
+#include "panelsys/XMLInput.h"
 #include "panelsys/XMLVerify.h"
 
 namespace {
@@ -52,7 +54,11 @@ MacroRecorder::Macro* MacroRecorder::Macro::load(const oskit::Path& path, unsign
         s_pLog->level(oskit::LOG_WARN) << "Macro file " << path.getPath() << " has invalid signature" << std::endl;
 
     TiXmlDocument doc;
-    if (!doc.LoadFile(path.getPath().c_str())) {
+    oskit::InputFile::EResult why = oskit::InputFile::RESULT_OK;
+    if (!XMLInput::load(doc, path.getPath(), TIXML_DEFAULT_ENCODING, &why)) {
+        if (oskit::InputFile::isRefusal(why))
+            s_pLog->level(oskit::LOG_ERROR) << "Refused macro file " << path.getPath() << ": "
+                                            << oskit::InputFile::describe(why) << std::endl;
         s_pLog->level(oskit::LOG_ERROR) << "Failed to load macro file " << path.getPath() << std::endl;
         return nullptr;
     }
@@ -256,8 +262,11 @@ void MacroRecorder::loadMacros()
             s_pLog->level(oskit::LOG_WARN) << "Skipping macro file " << file << ": number out of range" << std::endl;
             continue;
         }
+        // The file the listing named, not a sibling built from its number.
         const int reg = static_cast<int>(number);
-        storeMacro(reg, Macro::load(getMacroFilePath(reg), m_workplace));
+        oskit::Path path(m_path);
+        path.expand(file);
+        storeMacro(reg, Macro::load(path, m_workplace));
     }
 }
 

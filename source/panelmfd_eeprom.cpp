@@ -1,12 +1,13 @@
 // Programming the menu panel's DDC EEPROM from a 256-byte image file.
 
+#include <algorithm>
 #include <array>
 #include <iomanip>
 #include <iostream>
 #include <string>
 
 #include "mfdconfighandler.h"
-#include "oskit/File.h"
+#include "oskit/InputFile.h"
 #include "panelkit/Assert.h"
 #include "panelmfd.h"
 #include "panelsys/SystemSettings.h"
@@ -51,22 +52,29 @@ bool PanelMFD::onFIDMenuDDCEEPROMWrite(const FunctionID&, const FIDParameterList
     oskit::Path path(m_pConfigHandler->m_dataDirectory);
     path.expand(filename);
 
-    oskit::File file(path);
-    if (!file.open(oskit::File::OPEN_READ)) {
+    // Only a regular file is read: a folder or a pipe there is refused and
+    // fails as a file that does not open.
+    oskit::InputFile file(path.getPath());
+    if (oskit::InputFile::isRefusal(file.result()))
+        m_log.getErrorStream() << "Refused EEPROM image file " << path.getPath() << ": "
+                               << oskit::InputFile::describe(file.result());
+    if (!file.isOpen()) {
         m_log.getErrorStream() << "Menu Panel DDc EEPROM write faild to open file " << path.getPath();
         setStateValue(kDDCEEPROMStateKey, "FAILED");
         return false;
     }
 
     EEPROMImage written{};
-    if (file.read(written.data(), kDDCEEPROMSize) != kDDCEEPROMSize) {
-        file.close();
+    std::string bytes;
+    const bool read = file.readAll(bytes) == oskit::InputFile::RESULT_OK && bytes.size() >= written.size();
+    file.close();
+    if (!read) {
         m_log.getErrorStream() << "Menu Panel DDC EEPROM write FAILED: failed to read " << kDDCEEPROMSize
                                << " bytes from file '" << path.getPath() << "'.";
         setStateValue(kDDCEEPROMStateKey, "FAILED");
         return false;
     }
-    file.close();
+    std::copy(bytes.begin(), bytes.begin() + kDDCEEPROMSize, written.begin());
 
     if (!pI2CInterface->write(kDDCBus, kDDCDeviceAddress, kDDCOffset, written.data(), kDDCEEPROMSize)) {
         m_log.getErrorStream() << "Menu Panel DDC EEPROM write FAILED: I2C write failed.";

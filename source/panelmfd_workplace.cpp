@@ -11,6 +11,7 @@
 #include "panelkit/Assert.h"
 #include "panelmfd.h"
 #include "panelsys/WholeFileWriter.h"
+#include "panelsys/XMLInput.h"
 
 namespace {
 
@@ -51,8 +52,15 @@ void PanelMFD::readWorkplaceConfig()
     clearWorkplaces();
     if (m_workplaceConfigFilename.empty()) return;
 
+    // A file that is refused or doesn't parse reads as no workplaces.
     TiXmlDocument document(m_workplaceConfigFilename.c_str());
-    if (!document.LoadFile()) return;
+    oskit::InputFile::EResult why = oskit::InputFile::RESULT_OK;
+    if (!XMLInput::load(document, m_workplaceConfigFilename, TIXML_DEFAULT_ENCODING, &why)) {
+        if (oskit::InputFile::isRefusal(why))
+            m_log.getErrorStream() << "Refused workplace file " << m_workplaceConfigFilename << ": "
+                                   << oskit::InputFile::describe(why);
+        return;
+    }
     readWorkplaceDocument(document);
 }
 

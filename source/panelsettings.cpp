@@ -22,6 +22,7 @@
 #include "panelkit/Assert.h"
 #include "panelsys/Task.h"
 #include "panelsys/WholeFileWriter.h"
+#include "panelsys/XMLInput.h"
 
 namespace {
 
@@ -337,22 +338,20 @@ bool PanelSettings::load(const std::string& path)
     return true;
 }
 
-// Only a regular file is read: a folder in its place, or a file too big to
-// hold, fails like a missing one.
+// Only a regular file is read, through the input checks: a folder or a pipe
+// in its place, or a file too big or too deep to hold, fails like a missing
+// one, with its own line.
 bool PanelSettings::loadDocument(const std::string& path)
 {
-    FILE* file = std::fopen(path.c_str(), "rb");
-    if (!file) return false;
-    struct stat info {};
+    oskit::InputFile::EResult why = oskit::InputFile::RESULT_OK;
     bool loaded = false;
-    if (::fstat(::fileno(file), &info) == 0 && S_ISREG(info.st_mode)) {
-        try {
-            loaded = m_document.LoadFile(file, TIXML_ENCODING_UNKNOWN);
-        } catch (const std::exception&) {
-            loaded = false;
-        }
+    try {
+        loaded = XMLInput::load(m_document, path, TIXML_ENCODING_UNKNOWN, &why);
+    } catch (const std::exception&) {
+        loaded = false;
     }
-    std::fclose(file);
+    if (oskit::InputFile::isRefusal(why))
+        std::cout << "PS: File refused (" + oskit::InputFile::describe(why) + "): " + path + "\n" << std::flush;
     return loaded;
 }
 

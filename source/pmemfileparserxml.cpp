@@ -5,9 +5,11 @@
 
 #include <cstdio>
 #include <iostream>
+
 #include <tinyxml.h>
 
 #include "panelsys/WholeFileWriter.h"
+#include "panelsys/XMLInput.h"
 
 namespace {
 
@@ -15,31 +17,6 @@ const char* const kRootElement = "register";
 const char* const kEntryElement = "data";
 const char* const kNameAttribute = "name";
 const char* const kValueAttribute = "value";
-
-// The parser descends once per nesting level; deeper files count as damaged.
-constexpr int kMaxNesting = 256;
-
-// True for a regular file whose elements nest no deeper than the parser can
-// take. The count is rough on purpose: it may only err towards refusing.
-bool readableRegisterFile(const std::string& path)
-{
-    struct stat info {};
-    if (::stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    if (!file) return false;
-    int depth = 0;
-    int previous = EOF;
-    bool shallow = true;
-    for (int c = std::fgetc(file); c != EOF && shallow; previous = c, c = std::fgetc(file)) {
-        if (previous == '<' && c != '/' && c != '!' && c != '?') {
-            shallow = ++depth <= kMaxNesting;
-        } else if ((previous == '<' && c == '/') || (previous == '/' && c == '>')) {
-            if (depth > 0) --depth;
-        }
-    }
-    std::fclose(file);
-    return shallow;
-}
 
 } // namespace
 
@@ -57,7 +34,11 @@ bool PmemFileParserXml::load(const std::string& path)
     delete m_pDocument;
     m_pCursor = nullptr;
     m_pDocument = new TiXmlDocument();
-    if (!readableRegisterFile(path) || !m_pDocument->LoadFile(path.c_str(), TIXML_DEFAULT_ENCODING)) {
+    oskit::InputFile::EResult why = oskit::InputFile::RESULT_OK;
+    if (!XMLInput::load(*m_pDocument, path, TIXML_DEFAULT_ENCODING, &why)) {
+        if (oskit::InputFile::isRefusal(why))
+            std::cout << "PMEM Error! Refused file \"" << path << "\": " << oskit::InputFile::describe(why)
+                      << std::endl;
         delete m_pDocument;
         m_pDocument = nullptr;
         m_loaded = false;

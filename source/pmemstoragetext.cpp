@@ -11,6 +11,7 @@
 
 #include "oskit/Directory.h"
 #include "oskit/File.h"
+#include "oskit/InputFile.h"
 #include "panelsys/WholeFileWriter.h"
 
 namespace {
@@ -32,6 +33,41 @@ private:
 };
 
 std::string defaultName(int reg) { return "pmem" + std::to_string(reg); }
+
+// Reads a register file whole through the input checks; a refused one (a
+// folder, a pipe, a link loop) reads as a file that does not open, with a line.
+bool readRegisterFile(const std::string& path, std::string& bytes)
+{
+    const oskit::InputFile::EResult result = oskit::InputFile::read(path, bytes);
+    if (oskit::InputFile::isRefusal(result))
+        std::cout << "PMEM Error! Refused file \"" << path << "\": " << oskit::InputFile::describe(result)
+                  << std::endl;
+    return result == oskit::InputFile::RESULT_OK;
+}
+
+// The lines of a file read into memory, handed out as a stream's fgets hands
+// them out: up to size - 1 bytes, through the line feed, NUL-terminated; false
+// with the buffer untouched at the end.
+class LineReader {
+public:
+    explicit LineReader(const std::string& bytes) : m_bytes(bytes) {}
+    bool next(char* buffer, std::size_t size)
+    {
+        if (size == 0 || m_position >= m_bytes.size()) return false;
+        std::size_t count = 0;
+        while (count + 1 < size && m_position < m_bytes.size()) {
+            const char c = m_bytes[m_position++];
+            buffer[count++] = c;
+            if (c == '\n') break;
+        }
+        buffer[count] = '\0';
+        return true;
+    }
+
+private:
+    const std::string& m_bytes;
+    std::size_t m_position = 0;
+};
 
 // Old words and their replacements, tried in this order for each conversion.
 struct Conversion {
@@ -120,21 +156,22 @@ bool PmemStorageText::loadRegister(int workplace, int reg, int version)
     m_values.clear();
 
     oskit::Path path = makePath(workplace, reg, false);
-    StreamCloser file(std::fopen(path.c_str(), "r"));
-    if (!file.get()) {
+    std::string bytes;
+    if (!readRegisterFile(path.getPath(), bytes)) {
         m_name = defaultName(reg);
         return true;
     }
+    LineReader file(bytes);
 
     char buffer[kLineBufferSize];
     std::memset(buffer, 0, sizeof(buffer));
-    if (!std::fgets(buffer, sizeof(buffer), file.get()))
+    if (!file.next(buffer, sizeof(buffer)))
         m_name = defaultName(reg);
     else
         m_name = cutName(buffer);
 
     int fileVersion = 0;
-    if (std::fgets(buffer, sizeof(buffer), file.get())) {
+    if (file.next(buffer, sizeof(buffer))) {
         if (std::strstr(buffer, "version")) {
             std::string rest(buffer);
             rest.erase(0, 8);
@@ -156,7 +193,7 @@ bool PmemStorageText::loadRegister(int workplace, int reg, int version)
             if (convert) text = convertValue(text, version, fileVersion);
             m_values[key] = text;
         }
-    } while (std::fgets(buffer, sizeof(buffer), file.get()));
+    } while (file.next(buffer, sizeof(buffer)));
     return true;
 }
 
@@ -202,12 +239,13 @@ bool PmemStorageText::getRegisterName(int workplace, int reg, std::string& name)
 {
     if (workplace < 0 || reg < 0) return false;
     oskit::Path path = makePath(workplace, reg, false);
-    StreamCloser file(std::fopen(path.c_str(), "r"));
-    if (!file.get()) return false;
+    std::string bytes;
+    if (!readRegisterFile(path.getPath(), bytes)) return false;
+    LineReader file(bytes);
 
     char buffer[kLineBufferSize];
     std::memset(buffer, 0, sizeof(buffer));
-    if (std::fgets(buffer, sizeof(buffer), file.get())) name = cutName(buffer);
+    if (file.next(buffer, sizeof(buffer))) name = cutName(buffer);
     return true;
 }
 

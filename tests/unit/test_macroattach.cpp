@@ -585,12 +585,14 @@ TEST_F(MacroAttachTest, DisplaysAndLevelStayThroughDetachAll)
     EXPECT_EQ(widget(kButton).m_level, "L");
 }
 
-TEST_F(MacroAttachTest, FolderInPlaceOfTheFileLoadsAsNoFile)
+TEST_F(MacroAttachTest, FolderInPlaceOfTheFileLoadsAsNoFileWithItsLine)
 {
     fs::create_directories(attachFile());
     make();
     EXPECT_EQ(rig.state.value("MACRO0.ATTACHCOUNT"), "0");
-    EXPECT_FALSE(rig.logged("attachments file"));
+    EXPECT_TRUE(rig.logged("ERROR Macro: Refused macro attachments file " + attachFile().string() +
+                           ": not a regular file"));
+    EXPECT_FALSE(rig.logged("invalid format"));
 }
 
 namespace {

@@ -1,6 +1,8 @@
 // MacroRecorder: object and lifecycle, macro files, recording.
 #include "test_macro_rig.h"
 
+#include <sys/stat.h>
+
 using namespace macrotest;
 namespace fs = std::filesystem;
 
@@ -337,11 +339,48 @@ TEST_F(MacroRecorderTest, FileIsReadByItsNumberAndShortNamesAreSkipped)
 
 TEST_F(MacroRecorderTest, NameWithoutNumberCountsAsRegisterZero)
 {
-    testenv::writeFile(rig.macroFile(0), kSignedGood);
-    testenv::writeFile(rig.macroDir(0) / "xyzzyabc.mac", "junk");
+    testenv::writeFile(rig.macroDir(0) / "xyzzyabc.mac", kSignedGood);
     MacroRecorder& r = rig.make(0);
     EXPECT_TRUE(r.hasMacro(0));
     EXPECT_FALSE(rig.state.has("MACRO0.REG0.NAME"));
+}
+
+TEST_F(MacroRecorderTest, LoaderReadsTheFileTheListingNamed)
+{
+    // macro002a.mac is listed; macro002.mac is a folder, macro003.mac a pipe
+    // beside the listed macro003x.mac: neither is opened.
+    testenv::writeFile(rig.macroDir(0) / "macro002a.mac", kSignedGood);
+    fs::create_directories(rig.macroFile(2));
+    testenv::writeFile(rig.macroDir(0) / "macro003x.mac", kSignedGood);
+    ASSERT_EQ(::mkfifo(rig.macroFile(3).c_str(), 0600), 0);
+    MacroRecorder& r = rig.make(0);
+    EXPECT_TRUE(r.hasMacro(2));
+    EXPECT_TRUE(r.hasMacro(3));
+    EXPECT_FALSE(rig.logged("Failed to load macro file"));
+}
+
+TEST_F(MacroRecorderTest, DeeplyNestedFileLoadsAsADamagedOneWithItsLine)
+{
+    std::string text = "<macro name=\"M\"><configuration/><data>";
+    for (int i = 0; i < 40000; ++i) text += "<cmd>";
+    testenv::writeFile(rig.macroFile(4), text);
+    testenv::writeFile(rig.macroFile(5), kSignedGood);
+    MacroRecorder& r = rig.make(0);
+    EXPECT_FALSE(r.hasMacro(4));
+    EXPECT_TRUE(r.hasMacro(5));
+    const std::string file = rig.macroFile(4).string();
+    EXPECT_TRUE(rig.logged("ERROR Macro: Refused macro file " + file + ": elements nested deeper than 64 levels"));
+    EXPECT_TRUE(rig.logged("ERROR Macro: Failed to load macro file " + file));
+}
+
+TEST_F(MacroRecorderTest, FileEndingInsideAUtf8SequenceLoadsAsADamagedOneWithItsLine)
+{
+    testenv::writeFile(rig.macroFile(6), "<macro name=\"M\"><configuration/><data><cmd fid=\"P\xd5");
+    MacroRecorder& r = rig.make(0);
+    EXPECT_FALSE(r.hasMacro(6));
+    const std::string file = rig.macroFile(6).string();
+    EXPECT_TRUE(rig.logged("ERROR Macro: Refused macro file " + file + ": UTF-8 sequence cut at the end"));
+    EXPECT_TRUE(rig.logged("ERROR Macro: Failed to load macro file " + file));
 }
 
 TEST_F(MacroRecorderTest, DeleteRemovesMacroAndFileAndPublishes)

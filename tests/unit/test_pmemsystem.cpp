@@ -224,7 +224,8 @@ TEST_F(PmemSystemTest, FailedSaveDuringLearnLeavesTheRegisterOpen)
     bool result = false;
     std::string out = printed([&] { result = send("MEMORY.LEARN", {{"REG", "5"}, {"VERSION", "0"}}, widgetOf(1)); });
     EXPECT_TRUE(result);
-    EXPECT_EQ(out, "PMEM Error! Can't save file \"" + registerFile(1, 5).string() + "\"\n");
+    EXPECT_EQ(out, "PMEM Error! Refused file \"" + registerFile(1, 5).string() + "\": not a regular file\n"
+                   "PMEM Error! Can't save file \"" + registerFile(1, 5).string() + "\"\n");
     EXPECT_TRUE(pmem->getWorkplaceData(1).opened);
     out = printed([&] { result = send("MEMORY.END", {{"WP", "1"}, {"VERSION", "0"}}); });
     EXPECT_FALSE(result);
