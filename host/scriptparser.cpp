@@ -11,7 +11,7 @@ namespace panelhost {
 const std::vector<std::string>& commandWords()
 {
     static const std::vector<std::string> kWords = {
-        "file", "remove", "mkdir", "lock", "unlock", "start", "restart", "stop", "fid", "record", "down", "hold",
+        "file", "remove", "mkdir", "fifo", "symlink", "lock", "unlock", "start", "restart", "stop", "fid", "record", "down", "hold",
         "release", "press", "call", "publish", "attr", "shell", "sim", "wait", "loglevel", "expect"};
     return kWords;
 }
@@ -157,6 +157,14 @@ private:
         return *v;
     }
 
+    // A count for repeat and nested: 1 to 10,000,000.
+    static long long count(const std::string& text)
+    {
+        auto v = parseInteger(text);
+        if (!v || *v < 1 || *v > 10000000) expected("a count (1 to 10000000), not " + quoteWord(text));
+        return *v;
+    }
+
     static void checkFidWords(const std::vector<std::string>& words)
     {
         FIDParameterList params;
@@ -190,11 +198,34 @@ private:
 
         if (verb == "file") {
             c.kind = CommandKind::File;
-            if (!takeBlock(c, end, true)) expected("file PATH <<END or file PATH hex <<END");
-            c.path = word(1, "a path after file");
-            if (end != 2) expected("file PATH <<END or file PATH hex <<END");
-        } else if (verb == "remove" || verb == "mkdir" || verb == "unlock") {
-            c.kind = verb == "remove" ? CommandKind::Remove : verb == "mkdir" ? CommandKind::Mkdir : CommandKind::Unlock;
+            c.ms = 1;
+            const char* forms = "file PATH <<END, file PATH hex <<END, file PATH repeat N <<END or file PATH nested N TAG";
+            if (end >= 3 && m_words[2].text == "nested" && !m_words[2].quoted) {
+                c.path = m_words[1].text;
+                c.nested = true;
+                c.ms = count(word(3, "a number of levels after nested"));
+                c.name = word(4, "an element name after the number of levels");
+                if (c.name.empty() || c.name.find_first_of("<>/ \"'") != std::string::npos)
+                    expected("an element name after the number of levels, not " + quoteWord(c.name));
+                noMore(5, end, "the element name");
+            } else {
+                if (!takeBlock(c, end, true)) expected(forms);
+                c.path = word(1, "a path after file");
+                if (end == 4 && m_words[2].text == "repeat" && !m_words[2].quoted)
+                    c.ms = count(m_words[3].text);
+                else if (end != 2)
+                    expected(forms);
+            }
+        } else if (verb == "symlink") {
+            c.kind = CommandKind::Symlink;
+            c.value = word(1, "symlink TARGET PATH");
+            c.path = word(2, "a path after the link's target");
+            noMore(3, end, "the path");
+        } else if (verb == "remove" || verb == "mkdir" || verb == "unlock" || verb == "fifo") {
+            c.kind = verb == "remove"  ? CommandKind::Remove
+                     : verb == "mkdir" ? CommandKind::Mkdir
+                     : verb == "fifo"  ? CommandKind::Fifo
+                                       : CommandKind::Unlock;
             c.path = word(1, "a path after " + verb);
             noMore(2, end, "the path");
         } else if (verb == "lock") {
@@ -288,7 +319,7 @@ private:
             c.kind = CommandKind::Expect;
             parseExpect(c);
         } else {
-            expected("a command (file, remove, mkdir, lock, unlock, start, restart, stop, fid, record, down, hold, "
+            expected("a command (file, remove, mkdir, fifo, symlink, lock, unlock, start, restart, stop, fid, record, down, hold, "
                      "release, press, call, publish, attr, shell, sim, wait, loglevel, expect), not " +
                      quoteWord(verb));
         }

@@ -12,9 +12,11 @@ namespace panelhost {
 
 enum class CommandKind {
     Comment,  // text: the heading
-    File,     // path, data (block bytes)
+    File,     // path, data (block bytes, repeated ms times), or nested: ms levels of the element name
     Remove,   // path
     Mkdir,    // path
+    Fifo,     // path
+    Symlink,  // value (the link's target as written), path
     Lock,     // path, value "shared" | "exclusive"
     Unlock,   // path
     Start,    // without, workplaceFile
@@ -67,6 +69,7 @@ struct Command {
 
     bool hasBlock = false;
     bool hex = false;
+    bool nested = false;                 // file PATH nested N TAG
     std::string data;                    // block bytes (text lines each ended by "\n", or hex decoded)
     std::vector<std::string> blockLines; // block lines as written
 

@@ -2,9 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -169,7 +172,15 @@ StepResult ScriptRunner::action(const Command& c)
         if (!parent.empty()) fs::create_directories(parent, ec);
         std::ofstream out(path, std::ios::binary | std::ios::trunc);
         if (!out) return failed("cannot write the file " + path);
-        out << (c.hex ? c.data : substitute(c.data));
+        if (c.nested) {
+            const std::string open = "<" + c.name + ">";
+            const std::string close = "</" + c.name + ">";
+            for (long long i = 0; i < c.ms; ++i) out << open;
+            for (long long i = 0; i < c.ms; ++i) out << close;
+        } else {
+            const std::string bytes = c.hex ? c.data : substitute(c.data);
+            for (long long i = 0; i < c.ms; ++i) out << bytes;
+        }
         out.close();
         if (!out) return failed("cannot write the file " + path);
         return {};
@@ -177,6 +188,24 @@ StepResult ScriptRunner::action(const Command& c)
     case CommandKind::Remove: {
         std::error_code ec;
         if (!fs::remove(filePath(c.path), ec) && ec) return failed("cannot remove " + c.path + ": " + ec.message());
+        return {};
+    }
+    case CommandKind::Fifo: {
+        const std::string path = filePath(c.path);
+        std::error_code ec;
+        const fs::path parent = fs::path(path).parent_path();
+        if (!parent.empty()) fs::create_directories(parent, ec);
+        if (::mkfifo(path.c_str(), 0644) != 0)
+            return failed("cannot make the named pipe " + c.path + ": " + std::strerror(errno));
+        return {};
+    }
+    case CommandKind::Symlink: {
+        const std::string path = filePath(c.path);
+        std::error_code ec;
+        const fs::path parent = fs::path(path).parent_path();
+        if (!parent.empty()) fs::create_directories(parent, ec);
+        fs::create_symlink(fs::path(substitute(c.value)), fs::path(path), ec);
+        if (ec) return failed("cannot make the symbolic link " + c.path + ": " + ec.message());
         return {};
     }
     case CommandKind::Mkdir: {

@@ -72,6 +72,54 @@ TEST(ScriptParser, RemoveMkdirLockUnlock)
     EXPECT_EQ(only("unlock x").kind, CommandKind::Unlock);
 }
 
+TEST(ScriptParser, FifoAndSymlink)
+{
+    Command f = only("fifo config/Workplaces.xml");
+    EXPECT_EQ(f.kind, CommandKind::Fifo);
+    EXPECT_EQ(f.path, "config/Workplaces.xml");
+    Command l = only("symlink b.xml config/a.xml");
+    EXPECT_EQ(l.kind, CommandKind::Symlink);
+    EXPECT_EQ(l.value, "b.xml");
+    EXPECT_EQ(l.path, "config/a.xml");
+    EXPECT_EQ(error("fifo").message, "expected a path after fifo");
+    EXPECT_EQ(error("fifo a b").message, "expected nothing more after the path, not b");
+    EXPECT_EQ(error("symlink a").message, "expected a path after the link's target");
+    EXPECT_EQ(error("symlink a b c").message, "expected nothing more after the path, not c");
+}
+
+TEST(ScriptParser, FileRepeatedBlock)
+{
+    Command c = only("file big.txt repeat 3 <<END\nab\nEND\n");
+    EXPECT_EQ(c.kind, CommandKind::File);
+    EXPECT_EQ(c.path, "big.txt");
+    EXPECT_EQ(c.data, "ab\n");
+    EXPECT_EQ(c.ms, 3);
+    EXPECT_FALSE(c.nested);
+    Command h = only("file big.bin repeat 2 hex <<END\nff\nEND\n");
+    EXPECT_TRUE(h.hex);
+    EXPECT_EQ(h.ms, 2);
+    EXPECT_EQ(only("file a.txt <<END\nx\nEND\n").ms, 1);
+    EXPECT_EQ(error("file a repeat 0 <<END\nx\nEND\n").message, "expected a count (1 to 10000000), not 0");
+    EXPECT_EQ(error("file a again 2 <<END\nx\nEND\n").message,
+              "expected file PATH <<END, file PATH hex <<END, file PATH repeat N <<END or file PATH nested N TAG");
+}
+
+TEST(ScriptParser, FileNestedElements)
+{
+    Command c = only("file nvram/PANEL/PanelSettings.xml nested 20000 foreign");
+    EXPECT_EQ(c.kind, CommandKind::File);
+    EXPECT_TRUE(c.nested);
+    EXPECT_EQ(c.path, "nvram/PANEL/PanelSettings.xml");
+    EXPECT_EQ(c.ms, 20000);
+    EXPECT_EQ(c.name, "foreign");
+    EXPECT_FALSE(c.hasBlock);
+    EXPECT_EQ(error("file a nested x cmd").message, "expected a count (1 to 10000000), not x");
+    EXPECT_EQ(error("file a nested 3").message, "expected an element name after the number of levels");
+    EXPECT_EQ(error("file a nested 3 \"a b\"").message,
+              "expected an element name after the number of levels, not \"a b\"");
+    EXPECT_EQ(error("file a nested 3 cmd more").message, "expected nothing more after the element name, not more");
+}
+
 TEST(ScriptParser, StartWithOptions)
 {
     Command plain = only("start");
