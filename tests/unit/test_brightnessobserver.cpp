@@ -3,12 +3,14 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <thread>
 
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -151,6 +153,29 @@ TEST_F(ObserverTest, MissingFileIsReportedAndNothingChanges)
     const size_t mark = s.state.changeCount();
     EXPECT_EQ(pollCapturingStdout(), "PBO: File did Not open\n");
     EXPECT_EQ(s.state.changeCount(), mark);
+}
+
+TEST_F(ObserverTest, NamedPipeFolderOrLinkLoopIsRefusedWithItsLineAndReadsAsAMissingFile)
+{
+    auto& s = startQuiet();
+    const std::filesystem::path file = exchangeFile();
+    const struct {
+        const char* what;
+        std::function<void()> make;
+    } cases[] = {
+        {"not a regular file", [&] { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); }},
+        {"not a regular file", [&] { std::filesystem::create_directories(file); }},
+        {"symbolic link loop", [&] { std::filesystem::create_symlink(file, file); }},
+    };
+    for (const auto& c : cases) {
+        std::filesystem::remove_all(file);
+        c.make();
+        const size_t mark = s.state.changeCount();
+        EXPECT_EQ(pollCapturingStdout(),
+                  "PBO: File refused (" + std::string(c.what) + "): " + file.string() + "\nPBO: File did Not open\n");
+        EXPECT_EQ(s.state.changeCount(), mark);
+    }
+    std::filesystem::remove_all(file);
 }
 
 TEST_F(ObserverTest, TooShortFileIsRefusedWithoutAStop)

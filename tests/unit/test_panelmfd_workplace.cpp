@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <string>
 
 #include "panelsys/XMLVerify.h"
@@ -136,6 +139,45 @@ TEST_F(WorkplaceTest, FileNotWellFormedGivesEightEmptyWorkplaces)
     damaged.resize(damaged.size() - 20);
     startWith(damaged);
     expectAllEmpty();
+}
+
+TEST_F(WorkplaceTest, FileNotWellFormedLogsNothing)
+{
+    LogCapture log;
+    std::string damaged = kTwoWorkplaces;
+    damaged.resize(damaged.size() - 20);
+    startWith(damaged);
+    for (const std::string& line : log.lines()) EXPECT_EQ(line.find("workplace file"), std::string::npos) << line;
+}
+
+TEST_F(WorkplaceTest, RefusedFileGivesEightEmptyWorkplacesWithItsLine)
+{
+    const std::filesystem::path file = h.dir.path() / "host" / "Workplaces.xml";
+    std::string deep = kHead;
+    for (int i = 0; i < 40000; ++i) deep += "<workplaces>";
+    const struct {
+        const char* what;
+        std::function<void()> make;
+    } cases[] = {
+        {"not a regular file", [&] { std::filesystem::create_directories(file); }},
+        {"not a regular file", [&] { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); }},
+        {"symbolic link loop", [&] { std::filesystem::create_symlink(file, file); }},
+        {"elements nested deeper than 64 levels", [&] { testenv::writeFile(file, deep); }},
+    };
+    for (const auto& c : cases) {
+        LogCapture log;
+        std::filesystem::create_directories(file.parent_path());
+        c.make();
+        h.start(file.string());
+        expectAllEmpty();
+        const auto lines = log.lines();
+        EXPECT_NE(std::find(lines.begin(), lines.end(),
+                            "ERROR PanelDriver: Refused workplace file " + file.string() + ": " + c.what),
+                  lines.end())
+            << c.what;
+        h.mfd.reset();
+        std::filesystem::remove(file);
+    }
 }
 
 TEST_F(WorkplaceTest, RootOfAnotherNameGivesEightEmptyWorkplaces)

@@ -1,6 +1,9 @@
 // The settings store: defaults, registration, PanelSettings.xml, replay, getters.
 
+#include <sys/stat.h>
+
 #include <chrono>
+#include <functional>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -236,6 +239,53 @@ TEST_F(SettingsTest, MalformedFileLeavesDefaultsAndIsReplacedAtNextChange)
     EXPECT_EQ(written.find("<<<"), std::string::npos);
     TiXmlDocument reread;
     EXPECT_TRUE(reread.LoadFile(settingsFile().string().c_str()));
+}
+
+TEST_F(SettingsTest, RefusedFileLeavesDefaultsWithItsLine)
+{
+    const std::filesystem::path file = settingsFile();
+    const struct {
+        const char* what;
+        std::function<void()> make;
+    } cases[] = {
+        {"not a regular file", [&] { std::filesystem::create_directories(file); }},
+        {"not a regular file", [&] { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); }},
+        {"symbolic link loop", [&] { std::filesystem::create_symlink(file, file); }},
+        {"elements nested deeper than 64 levels",
+         [&] {
+             std::string deep;
+             for (int i = 0; i < 40000; ++i) deep += "<fid>";
+             testenv::writeFile(file, deep);
+         }},
+    };
+    for (const auto& c : cases) {
+        std::filesystem::create_directories(file.parent_path());
+        c.make();
+        testing::internal::CaptureStdout();
+        auto& s = start();
+        const std::string out = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(s.state.value("SETTINGS1.COLOR.MACRO"), "YELLOW") << c.what;
+        EXPECT_NE(out.find("PS: File refused (" + std::string(c.what) + "): " + file.string() + "\n"),
+                  std::string::npos)
+            << out;
+        stop();
+        std::filesystem::remove_all(file);
+    }
+}
+
+TEST_F(SettingsTest, DeeplyNestedForeignElementsAreRefusedAndNotCarriedIntoTheNextSave)
+{
+    std::string deep;
+    for (int i = 0; i < 20000; ++i) deep += "<foreign>";
+    for (int i = 0; i < 20000; ++i) deep += "</foreign>";
+    testenv::writeFile(settingsFile(), deep);
+    testing::internal::CaptureStdout();
+    auto& s = start();
+    ASSERT_TRUE(s.fid("SETTINGS.COLOR.PMEM.SET", {{"VAL", "RED"}, {"WP", "2"}}));
+    stop();
+    testing::internal::GetCapturedStdout();
+    const std::string written = readFile(settingsFile());
+    EXPECT_EQ(written, fidElement("SETTINGS.COLOR.PMEM.SET", 2, {{"VAL", "RED"}, {"WP", "2"}}));
 }
 
 TEST_F(SettingsTest, LoadReplaysWithoutWritingTheSettingsFile)

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -455,4 +456,59 @@ TEST_F(PmemStorageTextTest, HugeVersionNumberIsHarmless)
     std::string value;
     EXPECT_TRUE(storage.getRegisterValue("A", value));
     EXPECT_EQ(value, "UTIL1");
+}
+
+// ---- what stands at a register's path -----------------------------------------------------
+
+TEST_F(PmemStorageTextTest, NamedPipeInPlaceOfTheFileLoadsAsNoFileWithItsLine)
+{
+    fs::create_directories(registerFile(1, 7).parent_path());
+    ASSERT_EQ(::mkfifo(registerFile(1, 7).c_str(), 0600), 0);
+    CaptureStdout();
+    const bool loaded = storage.loadRegister(1, 7, 0);
+    std::string name = "untouched";
+    const bool named = storage.getRegisterName(1, 7, name);
+    const std::string out = GetCapturedStdout();
+    EXPECT_TRUE(loaded);
+    EXPECT_TRUE(storage.registerIsEmpty());
+    EXPECT_FALSE(named);
+    EXPECT_EQ(name, "untouched");
+    const std::string line = "PMEM Error! Refused file \"" + registerFile(1, 7).string() + "\": not a regular file\n";
+    EXPECT_EQ(out, line + line);
+    // As without a file, the default name is held: a save writes it over the pipe.
+    ASSERT_TRUE(storage.saveRegister(0));
+    EXPECT_EQ(readBytes(registerFile(1, 7)), line1("pmem7") + "version-0\n");
+}
+
+TEST_F(PmemStorageTextTest, FolderOrLinkLoopInPlaceOfTheFileIsNoValidRegister)
+{
+    fs::create_directories(registerFile(1, 8));
+    fs::create_symlink(registerFile(1, 9), registerFile(1, 9));
+    CaptureStdout();
+    const bool folderValid = storage.registerIsValid(1, 8);
+    const bool loopValid = storage.registerIsValid(1, 9);
+    const std::string out = GetCapturedStdout();
+    EXPECT_FALSE(folderValid);
+    EXPECT_FALSE(loopValid);
+    EXPECT_EQ(out, "PMEM Error! Refused file \"" + registerFile(1, 8).string() + "\": not a regular file\n"
+                   "PMEM Error! Refused file \"" + registerFile(1, 9).string() + "\": symbolic link loop\n");
+}
+
+TEST_F(PmemStorageTextTest, LinesReadFromMemoryKeepNulBytesAndLongLinesAsAStreamDoes)
+{
+    // "A\0 1" holds one word before the NUL, so it is no pair; a line of 600
+    // bytes is read as a line of 499 and the rest.
+    const std::string longKey(497, 'K');
+    writeRegister(1, 6, std::string("Six\nversion-2\nA\0 1\nB 2\n", 23) + longKey + " 1V 3\nC 4");
+    ASSERT_TRUE(storage.loadRegister(1, 6, 2));
+    std::string value;
+    EXPECT_FALSE(storage.getRegisterValue("A", value));
+    EXPECT_TRUE(storage.getRegisterValue("B", value));
+    EXPECT_EQ(value, "2");
+    EXPECT_TRUE(storage.getRegisterValue(longKey, value));
+    EXPECT_EQ(value, "1");
+    EXPECT_TRUE(storage.getRegisterValue("V", value));
+    EXPECT_EQ(value, "3");
+    EXPECT_TRUE(storage.getRegisterValue("C", value));
+    EXPECT_EQ(value, "4");
 }

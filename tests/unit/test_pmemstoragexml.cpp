@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -196,6 +198,34 @@ TEST_F(PmemStorageXmlTest, DirectoryInPlaceOfTheFileLoadsEmpty)
     EXPECT_TRUE(storage.loadRegister(1, 5, 0));
     EXPECT_TRUE(storage.registerIsEmpty());
     EXPECT_TRUE(fs::is_directory(registerFile(1, 5)));
+}
+
+TEST_F(PmemStorageXmlTest, NamedPipeInPlaceOfTheFileIsRefusedWithItsLineAndReplacedAsADamagedOne)
+{
+    fs::create_directories(registerFile(1, 5).parent_path());
+    ASSERT_EQ(::mkfifo(registerFile(1, 5).c_str(), 0600), 0);
+    testing::internal::CaptureStdout();
+    const bool loaded = storage.loadRegister(1, 5, 0);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(loaded);
+    EXPECT_TRUE(storage.registerIsEmpty());
+    EXPECT_EQ(out, "PMEM Error! Refused file \"" + registerFile(1, 5).string() + "\": not a regular file\n");
+    EXPECT_EQ(readBytes(registerFile(1, 5)), kEmptyRegister);
+}
+
+TEST_F(PmemStorageXmlTest, FortyThousandNestedElementsAreRefusedWithItsLine)
+{
+    std::string bytes = "<register>";
+    for (int i = 0; i < 40000; ++i) bytes += "<a>";
+    testenv::writeFile(registerFile(1, 5), bytes);
+    testing::internal::CaptureStdout();
+    const bool loaded = storage.loadRegister(1, 5, 0);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(loaded);
+    EXPECT_TRUE(storage.registerIsEmpty());
+    EXPECT_EQ(out, "PMEM Error! Refused file \"" + registerFile(1, 5).string() +
+                       "\": elements nested deeper than 64 levels\n");
+    EXPECT_EQ(readBytes(registerFile(1, 5)), kEmptyRegister);
 }
 
 TEST(PmemFileParserXml, OperationsWithoutADocument)
