@@ -203,10 +203,13 @@ int InputFile::xmlNestingDepth(const std::string& bytes, int stopAbove)
         } else if (startsWith(p, "<![CDATA[")) {
             p = skipPast(p + 9, "]]>");
         } else if (p[1] != '!' && isNameStart(p[1])) {
+            // An empty element is a level of its own, without children.
             bool empty = false;
             p = skipStartTag(p + 1, empty);
-            if (!empty && ++depth > deepest) {
-                deepest = depth;
+            const int level = depth + 1;
+            if (!empty) depth = level;
+            if (level > deepest) {
+                deepest = level;
                 if (deepest > stopAbove) return deepest;
             }
         } else {

@@ -253,6 +253,7 @@ TEST(XmlPrecheck, NestingUpToTheCapPassesAndOneMoreIsRefused)
     EXPECT_EQ(InputFile::checkXml(nested(40000)), InputFile::RESULT_XML_TOO_DEEP);
     EXPECT_EQ(InputFile::checkXml(nested(3), 2), InputFile::RESULT_XML_TOO_DEEP);
     EXPECT_EQ(InputFile::checkXml(nested(2), 2), InputFile::RESULT_OK);
+    EXPECT_EQ(InputFile::checkXml("<a><b><c/></b></a>", 2), InputFile::RESULT_XML_TOO_DEEP);
     EXPECT_EQ(InputFile::describe(InputFile::RESULT_XML_TOO_DEEP), "elements nested deeper than 64 levels");
 }
 
@@ -304,6 +305,9 @@ TEST(XmlPrecheck, CountNeverFallsBelowTheLibrarysTree)
         "<a>text & more < <b>x</b></a>",
         "<a><!-- unterminated <b><c>",
         "<a><b></b ><c></c\n><d>",
+        "<a/>",
+        "<a><b/></a>",
+        "<?xml l version=\"></a>\" encoding='UTF-6' vers\001<ion=\"><nz/></a></a></r>\n",
     };
     for (const std::string& text : cases)
         EXPECT_GE(InputFile::xmlNestingDepth(text, 100), libraryDepth(text)) << text;
