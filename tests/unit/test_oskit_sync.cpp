@@ -234,9 +234,11 @@ TEST(Timer, StoppedTimerDoesNotFire)
     Counter counter;
     oskit::Timer timer;
     timer.addCallback(new oskit::Callback<Counter>(&counter, &Counter::tick));
-    timer.startMilliSec(40, true);
+    // A period far above any scheduling delay between the start and the stop: a loaded machine that
+    // holds this thread past the period would make the timer fire before stop() is reached.
+    timer.startMilliSec(400, true);
     timer.stop();
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
     EXPECT_EQ(counter.calls.load(), 0);
 }
 
