@@ -214,11 +214,11 @@ bool PmemSystem::onFIDLoadRegister(const FunctionID& name, const FIDParameterLis
         reportMissing(name, kTailWP);
         return false;
     }
-    if (!workplaceInRange(name, wp)) return false;
 
     oskit::MutexLocker lock(m_dataLock);
     WORKPLACE_DATA& data = m_workplaces[wp];
     if (!data.opened && data.currentRegister != -1) {
+        if (!workplaceInRange(name, wp)) return false;
         PANEL_ASSERT(data.pStorage, "pStorage");
         // Version 0: nothing is converted. Usually the storage answers from its cache.
         data.opened = data.pStorage->loadRegister(wp, data.currentRegister, 0);
@@ -239,7 +239,6 @@ bool PmemSystem::onFIDSaveValue(const FunctionID& name, const FIDParameterList* 
         reportMissing(name, kTailWP);
         return false;
     }
-    if (!workplaceInRange(name, wp)) return false;
 
     oskit::MutexLocker lock(m_dataLock);
     WORKPLACE_DATA& data = m_workplaces[wp];
@@ -250,6 +249,7 @@ bool PmemSystem::onFIDSaveValue(const FunctionID& name, const FIDParameterList* 
     std::string key;
     std::string value;
     if (!captures.getValue("*", key) || !paraList->getValue("VAL", value)) return false;
+    if (!workplaceInRange(name, wp)) return false;
     PANEL_ASSERT(data.pStorage, "pStorage");
     return data.pStorage->setRegisterValue(key, value);
 }
@@ -265,7 +265,6 @@ bool PmemSystem::onFIDSaveRegister(const FunctionID& name, const FIDParameterLis
         reportMissing(name, kTailWPVersion);
         return false;
     }
-    if (!workplaceInRange(name, wp)) return false;
 
     Outputs out;
     bool result;
@@ -273,6 +272,7 @@ bool PmemSystem::onFIDSaveRegister(const FunctionID& name, const FIDParameterLis
         oskit::MutexLocker lock(m_dataLock);
         WORKPLACE_DATA& data = m_workplaces[wp];
         data.opened = false;
+        if (!workplaceInRange(name, wp)) return false;
         PANEL_ASSERT(data.pStorage, "pStorage");
         result = data.pStorage->saveRegister(version);
         // This is where a newly learned register shows up in the published state.
@@ -303,7 +303,7 @@ bool PmemSystem::onFIDRecall(const FunctionID& name, const FIDParameterList* par
 bool PmemSystem::recall(Outputs& out, const FunctionID& name, const FIDParameterList& params)
 {
     int wp = sourceWorkplace(params);
-    if (params.getValue("WP", wp) && !workplaceInRange(name, wp)) return false;
+    params.getValue("WP", wp);
 
     WORKPLACE_DATA& data = m_workplaces[wp];
     if (data.defineMemos.empty() && !data.autoRecall) {
@@ -323,6 +323,7 @@ bool PmemSystem::recall(Outputs& out, const FunctionID& name, const FIDParameter
     int version = 0;
     params.getValue("VERSION", version);
 
+    if (!workplaceInRange(name, wp)) return false;
     PANEL_ASSERT(data.pStorage, "pStorage");
     data.pStorage->loadRegister(wp, reg, version);
     if (data.pStorage->registerIsEmpty()) {
@@ -372,12 +373,13 @@ bool PmemSystem::onFIDDeleteAll(const FunctionID& name, const FIDParameterList* 
     if (lockedOut()) return false;
 
     int wp = sourceWorkplace(*paraList);
-    if (paraList->getValue("WP", wp) && !workplaceInRange(name, wp)) return false;
+    paraList->getValue("WP", wp);
 
     Outputs out;
     {
         oskit::MutexLocker lock(m_dataLock);
         WORKPLACE_DATA& data = m_workplaces[wp];
+        if (!workplaceInRange(name, wp)) return false;
         PANEL_ASSERT(data.pStorage, "pStorage");
         // Register 99 is spared; the shared default register 0 is not.
         for (int reg = 0; reg < kRegisterCount - 1; ++reg) {
@@ -395,7 +397,7 @@ bool PmemSystem::onFIDRename(const FunctionID& name, const FIDParameterList* par
     if (lockedOut()) return false;
 
     int wp = sourceWorkplace(*paraList);
-    if (paraList->getValue("WP", wp) && !workplaceInRange(name, wp)) return false;
+    paraList->getValue("WP", wp);
 
     int reg = 0;
     std::string newName;
@@ -408,6 +410,7 @@ bool PmemSystem::onFIDRename(const FunctionID& name, const FIDParameterList* par
     {
         oskit::MutexLocker lock(m_dataLock);
         WORKPLACE_DATA& data = m_workplaces[wp];
+        if (!workplaceInRange(name, wp)) return false;
         PANEL_ASSERT(data.pStorage, "pStorage");
         data.pStorage->setRegisterName(wp, reg, newName);
         updateRegisrerState(out, wp, reg);

@@ -95,6 +95,8 @@ private:
 
     void publish(const Outputs& out) const;
     bool lockedOut() const;
+    // A workplace outside 0 to 7 has no register storage: a handler that would
+    // reach one refuses with a line instead.
     bool workplaceInRange(const FunctionID& name, int wp) const;
 
     // ENABLE and DISABLE of a memo the workplace knows already.

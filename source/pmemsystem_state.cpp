@@ -42,7 +42,6 @@ bool PmemSystem::onFIDAddDefine(const FunctionID& name, const FIDParameterList* 
         reportMissing(name, kTailDefAndWP);
         return false;
     }
-    if (!workplaceInRange(name, wp)) return false;
 
     Outputs out;
     {

@@ -505,38 +505,86 @@ TEST_F(PmemSystemTest, FinishOfALoadForgetsTheCurrentRegister)
 
 // ---- workplace out of range ----
 
-TEST_F(PmemSystemTest, WorkplaceOutsideZeroToSevenIsRefused)
+namespace {
+
+// Sends a memory FID with the given parameters; the pattern entry takes SAVE_VAR.
+bool sendAny(FIDMapHandler& map, const std::string& fid, const std::vector<std::pair<std::string, std::string>>& params)
+{
+    FIDParameterList list;
+    for (const auto& p : params) list.add(p.first, p.second);
+    if (StaticFIDFunctionBase* entry = map.findStaticFIDFunction(fid)) return entry->call(fid, &list);
+    FIDParameterList captures;
+    return map.findParamFIDFunction(fid, captures)->call(fid, &list, captures);
+}
+
+} // namespace
+
+TEST_F(PmemSystemTest, WorkplaceOutsideZeroToSevenIsRefusedWhereItWouldReachARegisterStorage)
 {
     const std::size_t mark = state.mark();
     const std::vector<std::pair<std::string, std::vector<std::pair<std::string, std::string>>>> fids = {
-        {"MEMORY.DEFINE.ADD", {{"DEF", "CAM"}, {"WP", "8"}}},
         {"MEMORY.BEGIN", {{"WP", "-1"}}},
         {"MEMORY.END", {{"WP", "9"}, {"VERSION", "2"}}},
-        {"MEMORY.RECALL", {{"WP", "100"}, {"REG", "5"}}},
         {"MEMORY.DELETEALL", {{"WP", "8"}}},
-        {"MEMORY.SAVE_VAR.A", {{"WP", "12"}, {"VAL", "2"}}},
         {"MEMORY.RENAME", {{"WP", "8"}, {"REG", "5"}, {"NAME", "N"}}},
     };
     for (const auto& [name, params] : fids) {
-        FIDParameterList list;
-        for (const auto& p : params) list.add(p.first, p.second);
         bool result = true;
-        std::string out = printed([&, &fid = name] {
-            if (StaticFIDFunctionBase* entry = map.findStaticFIDFunction(fid)) {
-                result = entry->call(fid, &list);
-            } else {
-                FIDParameterList captures;
-                result = map.findParamFIDFunction(fid, captures)->call(fid, &list, captures);
-            }
-        });
+        std::string out = printed([&, &fid = name, &list = params] { result = sendAny(map, fid, list); });
         EXPECT_FALSE(result) << name;
         EXPECT_EQ(out.rfind("PMEM Error! FID-> \"" + name + "\" parameter \"WP\" out of range: ", 0), 0u) << out;
     }
     EXPECT_TRUE(state.callsSince(mark).empty());
-    // A recall refused this way gives its gate back.
+}
+
+TEST_F(PmemSystemTest, DefineAddForWorkplaceEightSwitchesTheMemoOnSilently)
+{
+    bool result = false;
+    std::string out = printed([&] { result = send("MEMORY.DEFINE.ADD", {{"DEF", "CAM"}, {"WP", "8"}}); });
+    EXPECT_TRUE(result);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(state.value("MEMORY.DEFINES.8.CAM"), "ON");
+    EXPECT_TRUE(pmem->getWorkplaceData(8).defineMemos.at("CAM"));
+}
+
+TEST_F(PmemSystemTest, RecallForWorkplaceEightOrMinusOneWithoutMemosPublishesLatestInvalid)
+{
+    for (const char* wp : {"8", "-1"}) {
+        bool result = false;
+        std::string out = printed([&] { result = send("MEMORY.RECALL", {{"WP", wp}, {"REG", "5"}}); });
+        EXPECT_TRUE(result) << wp;
+        EXPECT_EQ(out, "") << wp;
+        EXPECT_EQ(state.value(std::string("MEMORY.LATEST.") + wp), "INV") << wp;
+    }
+    // With a memo, the recall would reach a storage and is refused; the gate is given back.
+    send("MEMORY.DEFINE.ADD", {{"DEF", "CAM"}, {"WP", "8"}});
+    bool result = true;
+    std::string out = printed([&] { result = send("MEMORY.RECALL", {{"WP", "8"}, {"REG", "5"}}); });
+    EXPECT_FALSE(result);
+    EXPECT_EQ(out, "PMEM Error! FID-> \"MEMORY.RECALL\" parameter \"WP\" out of range: 8\n");
     writeRegister(1, 5, nameLine("R") + "version-2\nA 1\n");
     EXPECT_TRUE(send("MEMORY.RECALL", {{"REG", "5"}}, widgetOf(1)));
     EXPECT_EQ(state.value("MEMORY.LATEST.1"), "5");
+}
+
+TEST_F(PmemSystemTest, SaveValueForWorkplaceEightFindsNoOpenRegister)
+{
+    bool result = true;
+    std::string out = printed([&] { result = sendAny(map, "MEMORY.SAVE_VAR.A", {{"WP", "8"}, {"VAL", "2"}}); });
+    EXPECT_FALSE(result);
+    EXPECT_EQ(out, "PMEM Error! Register is invalid!\n");
+}
+
+TEST_F(PmemSystemTest, RenameReportsMissingParametersBeforeLookingAtTheWorkplace)
+{
+    for (const std::vector<std::pair<std::string, std::string>>& params :
+         {std::vector<std::pair<std::string, std::string>>{{"WP", "8"}, {"REG", "5"}},
+          std::vector<std::pair<std::string, std::string>>{{"WP", "-3"}, {"NAME", "N"}}}) {
+        bool result = true;
+        std::string out = printed([&] { result = sendAny(map, "MEMORY.RENAME", params); });
+        EXPECT_FALSE(result);
+        EXPECT_EQ(out, "PMEM Error! FID-> \"MEMORY.RENAME\" expects parameter \"REG\" and \"NAME\"\n");
+    }
 }
 
 // ---- console ----
