@@ -204,8 +204,10 @@ void MacroRecorder::updateDirect(const std::string& key, const std::string& valu
         }
     } else if (rest == "COLOR.MACRO" || rest == "SETTINGS" + std::to_string(m_workplace) + ".COLOR.MACRO") {
         std::lock_guard<std::mutex> guard(m_dataLock);
+        // A colour that has not arrived reads as empty, so an empty value changes nothing.
         auto colour = m_macroColors.find(driverID);
-        if (colour != m_macroColors.end() && colour->second == value) return;
+        const std::string stored = colour == m_macroColors.end() ? std::string() : colour->second;
+        if (stored == value) return;
         m_macroColors[driverID] = value;
         repaint = widgetsOfDriver(driverID, true);
     } else {
