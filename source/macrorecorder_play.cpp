@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 
 #include "macrorecorder.h"
 #include "mfdconfighandler.h"
@@ -12,11 +11,15 @@ namespace {
 constexpr int kMacroCmdSize = 100;
 constexpr uint16_t kMacroCmdQueueLength = 100;
 
-// A delay in milliseconds, kept inside what a semaphore wait can take.
-unsigned clampDelay(long long milliseconds)
+// The delay of a delay command in milliseconds, in the 32-bit arithmetic of
+// the player: "TSECS" tenths of a second, "FIELDS" fields at 55 per second.
+// A negative value stands; the wait takes it as unsigned.
+int delayOf(const FIDParameterList& params)
 {
-    constexpr long long kLongest = static_cast<long long>(std::numeric_limits<unsigned>::max()) - 1;
-    return static_cast<unsigned>(std::clamp(milliseconds, 0LL, kLongest));
+    int value = 0;
+    if (params.getValue("TSECS", value)) return static_cast<int>(static_cast<uint32_t>(value) * 100u);
+    if (params.getValue("FIELDS", value)) return static_cast<int>(static_cast<uint32_t>(value) * 1000u) / 55;
+    return 0;
 }
 } // namespace
 
@@ -139,19 +142,15 @@ void MacroRecorder::playMacro(int macroNumber, const UniqueWidgetID& widget, con
 
         const std::string delayName = delayFIDName();
         for (const auto& command : pMacro->commands) {
-            unsigned delay = 0;
+            int delay = 0;
             if (command.fid == delayName) {
-                int value = 0;
-                if (command.params.getValue("TSECS", value))
-                    delay = clampDelay(static_cast<long long>(value) * 100);
-                else if (command.params.getValue("FIELDS", value))
-                    delay = clampDelay(static_cast<long long>(value) * 1000 / 55);
+                delay = delayOf(command.params);
                 s_pLog->level(oskit::LOG_DEBUG) << "macro play: delay " << delay << " ms" << std::endl;
             }
             s_pLog->level(oskit::LOG_DEBUG) << "macro play: send fid " << command.fid << " params: " << command.params
                                             << " from widget " << command.params.sourceWidget << std::endl;
             receiver->sendFID(command.fid, command.params);
-            if (m_stopSemaphore.take(delay) != 1) {
+            if (m_stopSemaphore.take(static_cast<unsigned>(delay)) != 1) {
                 s_pLog->level(oskit::LOG_INFO) << "macro play: stopped prematurely" << std::endl;
                 break;
             }

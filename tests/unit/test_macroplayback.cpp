@@ -31,6 +31,22 @@ protected:
             .count();
     }
 
+    // Plays a register whose delay holds it, then stops it: the command behind
+    // the delay never goes out.
+    void expectWaitUntilStopped(int reg, const std::string& delayLine)
+    {
+        ASSERT_TRUE(rig.recorder->startMacroPlayer(reg, MacroRecorder::Widget::REPLACE, kButton,
+                                                   "REPLACEMACROFINISHED"));
+        ASSERT_TRUE(rig.receiver.waitForName(kDelay));
+        EXPECT_TRUE(rig.waitForLog("DEBUG Macro: " + delayLine));
+        // The time-out is unsigned, far longer than this wait.
+        EXPECT_FALSE(rig.receiver.waitForName("PANEL.AFTER", 700ms));
+        EXPECT_TRUE(rig.fid("MACRO0.STOP"));
+        ASSERT_TRUE(rig.events.waitFor("0.1.2.3 REPLACEMACROFINISHED", 10000ms));
+        EXPECT_TRUE(rig.logged("INFO Macro: macro play: stopped prematurely"));
+        EXPECT_FALSE(rig.receiver.waitForName("PANEL.AFTER", 100ms));
+    }
+
     MacroRig rig;
 };
 
@@ -90,12 +106,24 @@ TEST_F(MacroPlaybackTest, DelayWithBothParametersTakesTsecs)
     EXPECT_TRUE(rig.logged("macro play: delay 200 ms"));
 }
 
-TEST_F(MacroPlaybackTest, DelayWithoutParametersAndNegativeDelaysDoNotWait)
+TEST_F(MacroPlaybackTest, DelayWithoutParametersDoesNotWait)
 {
-    rig.recordMacro(2, {{kDelay, params({})}, {kDelay, params({{"TSECS", "-5"}})}, {"PANEL.AFTER", params({})}});
+    rig.recordMacro(2, {{kDelay, params({})}, {"PANEL.AFTER", params({})}});
     playToEnd(2);
-    EXPECT_EQ(rig.receiver.texts(), (std::vector<std::string>{kDelay, kDelay + " TSECS=-5", "PANEL.AFTER"}));
+    EXPECT_EQ(rig.receiver.texts(), (std::vector<std::string>{kDelay, "PANEL.AFTER"}));
     EXPECT_TRUE(rig.logged("macro play: delay 0 ms"));
+}
+
+TEST_F(MacroPlaybackTest, NegativeTsecsWaitsUntilTheMacroIsStopped)
+{
+    rig.recordMacro(2, {{kDelay, params({{"TSECS", "-5"}})}, {"PANEL.AFTER", params({})}});
+    expectWaitUntilStopped(2, "macro play: delay -500 ms");
+}
+
+TEST_F(MacroPlaybackTest, NegativeFieldsWaitUntilTheMacroIsStopped)
+{
+    rig.recordMacro(2, {{kDelay, params({{"FIELDS", "-1"}})}, {"PANEL.AFTER", params({})}});
+    expectWaitUntilStopped(2, "macro play: delay -18 ms");
 }
 
 TEST_F(MacroPlaybackTest, DelayCommandOfAnotherWorkplaceIsSentWithoutADelay)
