@@ -17,6 +17,7 @@ public:
     IInterface* queryInterface(unsigned int) override { return nullptr; }
     void refreshSettings() override {}
     void setPowerSaverTime(int, int) override {}
+    void widgetManagerReserved() override {}
     void setPowerSaverBypass(int, bool) override {}
     void setPowerSaverType(int, int) override {}
     void reloadOLEDBitmaps() override {}
@@ -25,10 +26,10 @@ public:
 // The observer's polls, where wanted, are driven by the target itself.
 class QuietSettings : public PanelSettings {
 public:
-    using PanelSettings::PanelSettings;
-
-protected:
-    void startBrightnessObserver() override {}
+    QuietSettings(FIDMapHandler* mapHandler, MFDConfigHandler* configHandler) : PanelSettings(mapHandler, configHandler)
+    {
+        m_observerWanted = false;
+    }
 };
 
 // The data directory is path/nvram. The exchange file lies under the working

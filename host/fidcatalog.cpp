@@ -26,6 +26,7 @@ public:
     IInterface* queryInterface(unsigned int) override { return nullptr; }
     void refreshSettings() override {}
     void setPowerSaverTime(int, int) override {}
+    void widgetManagerReserved() override {}
     void setPowerSaverBypass(int, bool) override {}
     void setPowerSaverType(int, int) override {}
     void reloadOLEDBitmaps() override {}

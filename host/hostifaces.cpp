@@ -80,6 +80,11 @@ void ColorManager::setColorOff(const std::string& name, const ColorRgb& color)
     recordHostCall(m_recorder, "IColorManager.setColorOff", {name, color.toString()});
 }
 
+void ColorManager::colorManagerReserved()
+{
+    recordHostCall(m_recorder, "IColorManager.colorManagerReserved", {});
+}
+
 void ColorManager::incColorChannel(const std::string& name, int channel, int level, int step, bool adapt)
 {
     recordHostCall(m_recorder, "IColorManager.incColorChannel",
@@ -114,6 +119,11 @@ void WidgetManager::refreshSettings()
 void WidgetManager::setPowerSaverTime(int workplace, int time)
 {
     recordHostCall(m_recorder, "IWidgetManager.setPowerSaverTime", {std::to_string(workplace), std::to_string(time)});
+}
+
+void WidgetManager::widgetManagerReserved()
+{
+    recordHostCall(m_recorder, "IWidgetManager.widgetManagerReserved", {});
 }
 
 void WidgetManager::setPowerSaverBypass(int workplace, bool bypass)

@@ -82,6 +82,7 @@ public:
     void setColorHi(const std::string& name, const ColorRgb& color) override;
     void setColorLow(const std::string& name, const ColorRgb& color) override;
     void setColorOff(const std::string& name, const ColorRgb& color) override;
+    void colorManagerReserved() override;
     void incColorChannel(const std::string& name, int channel, int level, int step, bool adapt) override;
     void prepareLoad() override;
     void finishLoad() override;
@@ -98,6 +99,7 @@ public:
     IInterface* queryInterface(unsigned int) override { return nullptr; }
     void refreshSettings() override;
     void setPowerSaverTime(int workplace, int time) override;
+    void widgetManagerReserved() override;
     void setPowerSaverBypass(int workplace, bool bypass) override;
     void setPowerSaverType(int workplace, int type) override;
     void reloadOLEDBitmaps() override;

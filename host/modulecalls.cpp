@@ -119,10 +119,14 @@ const std::map<std::string, Op>& table()
             widgetOp([](IMacroSystem* ms, const UniqueWidgetID& w) { return boolText(ms->execPreMacro(w)); });
         t["IMacroSystem.execReplaceMacro"] =
             widgetOp([](IMacroSystem* ms, const UniqueWidgetID& w) { return boolText(ms->execReplaceMacro(w)); });
-        t["IMacroSystem.execPostMacro"] =
-            widgetOp([](IMacroSystem* ms, const UniqueWidgetID& w) { return boolText(ms->execPostMacro(w)); });
-        t["IMacroSystem.completePreMacro"] =
-            widgetOp([](IMacroSystem* ms, const UniqueWidgetID& w) { return boolText(ms->completePreMacro(w)); });
+        t["IMacroSystem.execPostMacro"] = widgetOp([](IMacroSystem* ms, const UniqueWidgetID& w) {
+            ms->execPostMacro(w);
+            return std::string();
+        });
+        t["IMacroSystem.completePreMacro"] = widgetOp([](IMacroSystem* ms, const UniqueWidgetID& w) {
+            ms->completePreMacro(w);
+            return std::string();
+        });
         t["IMacroSystem.hasReplaceMacro"] =
             widgetOp([](IMacroSystem* ms, const UniqueWidgetID& w) { return boolText(ms->hasReplaceMacro(w)); });
         t["IMacroSystem.getMacroLevel"] =

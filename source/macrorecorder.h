@@ -132,8 +132,8 @@ public:
     void onButtonRelease(const UniqueWidgetID& id);
     bool execPreMacro(const UniqueWidgetID& id);
     bool execReplaceMacro(const UniqueWidgetID& id);
-    bool execPostMacro(const UniqueWidgetID& id);
-    bool completePreMacro(const UniqueWidgetID& id);
+    void execPostMacro(const UniqueWidgetID& id);
+    void completePreMacro(const UniqueWidgetID& id);
     bool hasReplaceMacro(const UniqueWidgetID& id);
     bool isInReplaceMode(const UniqueWidgetID& id);
     void setMacroLevel(const UniqueWidgetID& id, const std::string& level);

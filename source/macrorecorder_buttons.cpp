@@ -217,17 +217,17 @@ bool MacroRecorder::execPreMacro(const UniqueWidgetID& id)
     return true;
 }
 
-bool MacroRecorder::completePreMacro(const UniqueWidgetID& id)
+void MacroRecorder::completePreMacro(const UniqueWidgetID& id)
 {
     {
         std::lock_guard<std::mutex> guard(m_dataLock);
-        if (!m_attachmentsActive.load()) return false;
+        if (!m_attachmentsActive.load()) return;
         if (widgetMacroLocked(id, Widget::PRE) < 1 || m_replaceMode.load() == REPLACE_SIMPLE ||
             m_disabledWidgets.count(id) || widgetMacroLocked(id, Widget::POST) != 0)
-            return false;
+            return;
     }
     // The marker: a driver still gets its closing ".POST" recall.
-    return startMacroPlayer(kMacroMarker, Widget::POST, id, std::string());
+    startMacroPlayer(kMacroMarker, Widget::POST, id, std::string());
 }
 
 bool MacroRecorder::execReplaceMacro(const UniqueWidgetID& id)
@@ -247,20 +247,17 @@ bool MacroRecorder::execReplaceMacro(const UniqueWidgetID& id)
     return true;
 }
 
-bool MacroRecorder::execPostMacro(const UniqueWidgetID& id)
+void MacroRecorder::execPostMacro(const UniqueWidgetID& id)
 {
     int macro = 0;
     {
         std::lock_guard<std::mutex> guard(m_dataLock);
-        if (!m_attachmentsActive.load()) return false;
+        if (!m_attachmentsActive.load()) return;
         macro = widgetMacroLocked(id, Widget::POST);
-        if (macro < 1 || m_replaceMode.load() == REPLACE_SIMPLE || m_disabledWidgets.count(id)) return false;
+        if (macro < 1 || m_replaceMode.load() == REPLACE_SIMPLE || m_disabledWidgets.count(id)) return;
     }
-    if (!startMacroPlayer(macro, Widget::POST, id, std::string())) {
+    if (!startMacroPlayer(macro, Widget::POST, id, std::string()))
         s_pLog->level(oskit::LOG_ERROR) << "failed to start post-macro " << macro << std::endl;
-        return false;
-    }
-    return true;
 }
 
 bool MacroRecorder::hasReplaceMacro(const UniqueWidgetID& id)

@@ -107,14 +107,14 @@ bool MacroSystem::execReplaceMacro(const UniqueWidgetID& widget)
     return getRecorder(widget.getWorkplaceID())->execReplaceMacro(widget);
 }
 
-bool MacroSystem::execPostMacro(const UniqueWidgetID& widget)
+void MacroSystem::execPostMacro(const UniqueWidgetID& widget)
 {
-    return getRecorder(widget.getWorkplaceID())->execPostMacro(widget);
+    getRecorder(widget.getWorkplaceID())->execPostMacro(widget);
 }
 
-bool MacroSystem::completePreMacro(const UniqueWidgetID& widget)
+void MacroSystem::completePreMacro(const UniqueWidgetID& widget)
 {
-    return getRecorder(widget.getWorkplaceID())->completePreMacro(widget);
+    getRecorder(widget.getWorkplaceID())->completePreMacro(widget);
 }
 
 bool MacroSystem::hasReplaceMacro(const UniqueWidgetID& widget)

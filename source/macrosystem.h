@@ -27,8 +27,8 @@ public:
     bool isInReplaceMode(const UniqueWidgetID& widget) override;
     bool execPreMacro(const UniqueWidgetID& widget) override;
     bool execReplaceMacro(const UniqueWidgetID& widget) override;
-    bool execPostMacro(const UniqueWidgetID& widget) override;
-    bool completePreMacro(const UniqueWidgetID& widget) override;
+    void execPostMacro(const UniqueWidgetID& widget) override;
+    void completePreMacro(const UniqueWidgetID& widget) override;
     bool hasReplaceMacro(const UniqueWidgetID& widget) override;
     void setMacroLevel(const UniqueWidgetID& widget, const std::string& level) override;
     std::string getMacroLevel(const UniqueWidgetID& widget) override;

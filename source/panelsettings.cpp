@@ -293,6 +293,7 @@ void PanelSettings::init()
 
 void PanelSettings::startBrightnessObserver()
 {
+    if (!m_observerWanted) return;
     m_pBrightnessObserver = new PanelBrightnessObserver("Task", boost::posix_time::microseconds(1000000));
     m_pBrightnessObserver->setParent(this);
     m_pObserverStarted = std::make_unique<SignalingEvent>(boost::posix_time::microseconds(60000));

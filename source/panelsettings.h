@@ -69,8 +69,11 @@ public:
     std::string settingsFilePath() const;
 
 protected:
-    // Creates and starts the brightness observer task (last step of init).
-    virtual void startBrightnessObserver();
+    // Creates and starts the brightness observer task (last step of init),
+    // unless a test or fuzz target cleared m_observerWanted to drive the polls
+    // itself. Not virtual: the object has exactly the operations of its table.
+    void startBrightnessObserver();
+    bool m_observerWanted = true;
 
 private:
     // The five brightness arrays, one block of eight entries each in this

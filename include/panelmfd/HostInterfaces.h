@@ -61,6 +61,9 @@ public:
     virtual void setColorHi(const std::string& name, const ColorRgb& color) = 0;
     virtual void setColorLow(const std::string& name, const ColorRgb& color) = 0;
     virtual void setColorOff(const std::string& name, const ColorRgb& color) = 0;
+    // A slot of the host's table that the module never calls; it keeps the
+    // operations behind it where a host expects them.
+    virtual void colorManagerReserved() = 0;
     // channel 0 red, 1 green, 2 blue; level 0 hi, 1 low, 2 off.
     virtual void incColorChannel(const std::string& name, int channel, int level, int step, bool adapt) = 0;
     virtual void prepareLoad() = 0;
@@ -74,6 +77,9 @@ public:
     // Read the settings again through IPanelSettings.
     virtual void refreshSettings() = 0;
     virtual void setPowerSaverTime(int workplace, int time) = 0;
+    // A slot of the host's table that the module never calls; it keeps the
+    // operations behind it where a host expects them.
+    virtual void widgetManagerReserved() = 0;
     virtual void setPowerSaverBypass(int workplace, bool bypass) = 0;
     // type 0, 1 or 2.
     virtual void setPowerSaverType(int workplace, int type) = 0;

@@ -16,8 +16,8 @@ public:
     virtual bool isInReplaceMode(const UniqueWidgetID& widget) = 0;
     virtual bool execPreMacro(const UniqueWidgetID& widget) = 0;
     virtual bool execReplaceMacro(const UniqueWidgetID& widget) = 0;
-    virtual bool execPostMacro(const UniqueWidgetID& widget) = 0;
-    virtual bool completePreMacro(const UniqueWidgetID& widget) = 0;
+    virtual void execPostMacro(const UniqueWidgetID& widget) = 0;
+    virtual void completePreMacro(const UniqueWidgetID& widget) = 0;
     virtual bool hasReplaceMacro(const UniqueWidgetID& widget) = 0;
     virtual void setMacroLevel(const UniqueWidgetID& widget, const std::string& level) = 0;
     virtual std::string getMacroLevel(const UniqueWidgetID& widget) = 0;

@@ -1,5 +1,6 @@
 // MacroRecorder: the attach and detach gestures of the buttons, the execution of
 // attached macros around a button's function (local and on a mainframe driver), levels.
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -44,6 +45,13 @@ protected:
         rig.recordMacro(reg, {{"PANEL.STEP", params({{"REG", std::to_string(reg)}})}});
     }
     std::vector<std::string> sentTexts() const { return rig.receiver.texts(); }
+    // Waits until the play queue has taken every request made so far: a marker
+    // request behind them is logged as illegal once the earlier ones are through.
+    void drainPlayQueue()
+    {
+        ASSERT_TRUE(rig.recorder->startMacroPlayer(2000, MacroRecorder::Widget::POST, kY, std::string()));
+        ASSERT_TRUE(rig.waitForLog("trying to play illegal macro # 2000"));
+    }
 
 };
 
@@ -453,9 +461,10 @@ TEST_F(MacroButtonsTest, LocalChainPlaysPreReplaceAndPostWithTheirNotifications)
     EXPECT_TRUE(r.hasReplaceMacro(kX));
     EXPECT_TRUE(r.execReplaceMacro(kX));
     ASSERT_TRUE(rig.events.waitFor("0.1.2.3 REPLACEMACROFINISHED"));
-    EXPECT_FALSE(r.completePreMacro(kX)); // a post-macro is attached
-    EXPECT_TRUE(r.execPostMacro(kX));
+    r.completePreMacro(kX); // a post-macro is attached: nothing
+    r.execPostMacro(kX);
     ASSERT_TRUE(rig.waitForLog("playing macro # 3 done."));
+    EXPECT_FALSE(rig.logged("illegal macro # 1000"));
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"PANEL.STEP REG=1", "PANEL.STEP REG=2", "PANEL.STEP REG=3"}));
     EXPECT_EQ(rig.events.notes(),
               (std::vector<std::string>{"0.1.2.3 PREMACROFINISHED", "0.1.2.3 REPLACEMACROFINISHED"}));
@@ -466,7 +475,7 @@ TEST_F(MacroButtonsTest, CompletePreMacroOnALocalButtonPlaysTheIllegalMarker)
     MacroRecorder& r = make();
     ASSERT_TRUE(attach(kX, "PRE", 1));
     active(true);
-    EXPECT_TRUE(r.completePreMacro(kX));
+    r.completePreMacro(kX);
     EXPECT_TRUE(rig.waitForLog("WARN Macro: trying to play illegal macro # 1000"));
     EXPECT_EQ(rig.events.notes(), std::vector<std::string>{});
 }
@@ -477,10 +486,12 @@ TEST_F(MacroButtonsTest, NothingRunsWhileAttachmentsAreInactive)
     for (const char* kind : {"PRE", "REPLACE", "POST"}) ASSERT_TRUE(attach(kX, kind, 1));
     EXPECT_FALSE(r.execPreMacro(kX));
     EXPECT_FALSE(r.execReplaceMacro(kX));
-    EXPECT_FALSE(r.execPostMacro(kX));
+    r.execPostMacro(kX);
     ASSERT_TRUE(detach(kX, "POST"));
-    EXPECT_FALSE(r.completePreMacro(kX));
+    r.completePreMacro(kX);
+    drainPlayQueue();
     EXPECT_FALSE(rig.logged("playing macro"));
+    EXPECT_FALSE(rig.logged("illegal macro # 1000"));
 }
 
 TEST_F(MacroButtonsTest, NothingRunsUnderSimple)
@@ -493,9 +504,11 @@ TEST_F(MacroButtonsTest, NothingRunsUnderSimple)
     replaceMode("SIMPLE");
     EXPECT_FALSE(r.execPreMacro(kX));
     EXPECT_FALSE(r.execReplaceMacro(kX));
-    EXPECT_FALSE(r.completePreMacro(kX));
-    EXPECT_FALSE(r.execPostMacro(kY));
+    r.completePreMacro(kX);
+    r.execPostMacro(kY);
+    drainPlayQueue();
     EXPECT_FALSE(rig.logged("playing macro"));
+    EXPECT_FALSE(rig.logged("illegal macro # 1000"));
 }
 
 TEST_F(MacroButtonsTest, AKindWithoutAMacroOfOneOrMoreDoesNotRun)
@@ -506,9 +519,12 @@ TEST_F(MacroButtonsTest, AKindWithoutAMacroOfOneOrMoreDoesNotRun)
     active(true);
     EXPECT_FALSE(r.execPreMacro(kX));
     EXPECT_FALSE(r.execReplaceMacro(kX));
-    EXPECT_FALSE(r.execPostMacro(kX));
-    EXPECT_FALSE(r.completePreMacro(kX));
+    r.execPostMacro(kX);
+    r.completePreMacro(kX);
     EXPECT_FALSE(r.execPreMacro(kY));
+    drainPlayQueue();
+    EXPECT_FALSE(rig.logged("playing macro"));
+    EXPECT_FALSE(rig.logged("illegal macro # 1000"));
 }
 
 TEST_F(MacroButtonsTest, ReplaceRunsOnADisabledButtonWhilePreAndPostDoNot)
@@ -518,11 +534,18 @@ TEST_F(MacroButtonsTest, ReplaceRunsOnADisabledButtonWhilePreAndPostDoNot)
     active(true);
     ASSERT_TRUE(rig.fid("MACRO0.ATTACH.DISABLE", {}, kX));
     EXPECT_FALSE(r.execPreMacro(kX));
-    EXPECT_FALSE(r.execPostMacro(kX));
+    r.execPostMacro(kX);
     EXPECT_TRUE(r.execReplaceMacro(kX));
     ASSERT_TRUE(rig.events.waitFor("0.1.2.3 REPLACEMACROFINISHED"));
     ASSERT_TRUE(detach(kX, "POST"));
-    EXPECT_FALSE(r.completePreMacro(kX));
+    r.completePreMacro(kX);
+    drainPlayQueue();
+    // Only the replace macro played.
+    const auto lines = rig.log.lines();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const std::string& line) { return line.find("playing macro # 1 done.") != std::string::npos; }),
+              1);
+    EXPECT_FALSE(rig.logged("illegal macro # 1000"));
 }
 
 // ---- the mainframe chain ---------------------------------------------------------------------
@@ -537,7 +560,7 @@ TEST_F(MacroButtonsTest, MainframePreMacroSendsTheRecallAndNotifiesAtOnce)
     EXPECT_EQ(sentTexts(),
               std::vector<std::string>{"MFD1.PRE.MACRO.RECALL RECORD=TRUE QUEUE=TRUE REG=11 BUTTON=" + kXWord});
     EXPECT_EQ(rig.events.notes(), std::vector<std::string>{"0.1.2.3 PREMACROFINISHED"});
-    EXPECT_TRUE(r.completePreMacro(kX));
+    r.completePreMacro(kX);
     EXPECT_EQ(sentTexts().back(), "MFD1.POST.MACRO.RECALL QUEUE=TRUE REG=1000 BUTTON=" + kXWord);
     EXPECT_EQ(rig.events.notes().size(), 1u);
 }
@@ -555,7 +578,7 @@ TEST_F(MacroButtonsTest, MainframeRecallParametersFollowTheAttachedKinds)
     ASSERT_TRUE(detach(kX, "PRE"));
     ASSERT_TRUE(detach(kX, "REPLACE"));
     ASSERT_TRUE(attach(kX, "POST", 13));
-    EXPECT_TRUE(r.execPostMacro(kX));
+    r.execPostMacro(kX);
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{
                                "MFD1.REPLACE.MACRO.RECALL QUEUE=FALSE REG=12 BUTTON=" + kXWord,
                                "MFD1.PRE.MACRO.RECALL RECORD=FALSE QUEUE=TRUE REG=11 BUTTON=" + kXWord,
@@ -740,7 +763,7 @@ TEST_F(MacroButtonsTest, AFullPlayQueueIsLoggedAsAFailedStartOfEachKind)
     }
     EXPECT_TRUE(full);
     EXPECT_FALSE(r.execReplaceMacro(kX));
-    EXPECT_FALSE(r.execPostMacro(kX));
+    r.execPostMacro(kX);
     EXPECT_TRUE(rig.logged("ERROR Macro: failed to start pre-macro 1"));
     EXPECT_TRUE(rig.logged("ERROR Macro: failed to start replace-macro 1"));
     EXPECT_TRUE(rig.logged("ERROR Macro: failed to start post-macro 1"));

@@ -119,13 +119,22 @@ TEST_F(MacroSystemTest, RecordFIDIsRoutedByTheSourceWorkplace)
 TEST_F(MacroSystemTest, ButtonOperationsWithoutAttachmentsStartNothing)
 {
     MacroSystem& s = rig.makeSystem();
+    s.setFIDReceiverInterface(&rig.receiver);
+    s.setPanelEventInterface(&rig.events);
     const UniqueWidgetID button(0, 1, 2, 3);
     EXPECT_FALSE(s.execPreMacro(button));
     EXPECT_FALSE(s.execReplaceMacro(button));
-    EXPECT_FALSE(s.execPostMacro(button));
-    EXPECT_FALSE(s.completePreMacro(button));
+    s.execPostMacro(button);
+    s.completePreMacro(button);
     EXPECT_FALSE(s.hasReplaceMacro(button));
     EXPECT_FALSE(s.isInReplaceMode(button));
+    // A marker request behind them shows that the play queue took nothing before it.
+    MacroRecorder* recorder = s.findRecorder(0);
+    ASSERT_NE(recorder, nullptr);
+    ASSERT_TRUE(recorder->startMacroPlayer(2000, MacroRecorder::Widget::POST, button, std::string()));
+    ASSERT_TRUE(rig.waitForLog("trying to play illegal macro # 2000"));
+    EXPECT_FALSE(rig.logged("macro # 1000"));
+    EXPECT_FALSE(rig.logged("playing macro"));
     s.setMacroLevel(button, "A");
     EXPECT_EQ(s.getMacroLevel(button), "A");
     EXPECT_EQ(s.getMacroLevel(UniqueWidgetID(0, 1, 2, 4)), "");

@@ -57,6 +57,7 @@ public:
     MOCK_METHOD(void, setColorHi, (const std::string&, const ColorRgb&), (override));
     MOCK_METHOD(void, setColorLow, (const std::string&, const ColorRgb&), (override));
     MOCK_METHOD(void, setColorOff, (const std::string&, const ColorRgb&), (override));
+    MOCK_METHOD(void, colorManagerReserved, (), (override));
     MOCK_METHOD(void, incColorChannel, (const std::string&, int, int, int, bool), (override));
     MOCK_METHOD(void, prepareLoad, (), (override));
     MOCK_METHOD(void, finishLoad, (), (override));
@@ -69,6 +70,7 @@ public:
     IInterface* queryInterface(unsigned int) override { return nullptr; }
     MOCK_METHOD(void, refreshSettings, (), (override));
     MOCK_METHOD(void, setPowerSaverTime, (int, int), (override));
+    MOCK_METHOD(void, widgetManagerReserved, (), (override));
     MOCK_METHOD(void, setPowerSaverBypass, (int, bool), (override));
     MOCK_METHOD(void, setPowerSaverType, (int, int), (override));
     MOCK_METHOD(void, reloadOLEDBitmaps, (), (override));

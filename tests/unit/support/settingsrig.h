@@ -142,6 +142,7 @@ public:
     IInterface* queryInterface(unsigned int) override { return nullptr; }
     void refreshSettings() override { ++refreshes; }
     void setPowerSaverTime(int workplace, int time) override { record("time", workplace, time); }
+    void widgetManagerReserved() override { record("reserved", 0, 0); }
     void setPowerSaverBypass(int workplace, bool bypass) override { record("bypass", workplace, bypass ? 1 : 0); }
     void setPowerSaverType(int workplace, int type) override { record("type", workplace, type); }
     void reloadOLEDBitmaps() override {}
@@ -168,10 +169,11 @@ private:
 // Settings without the observer task, for handler tests that must not see a poll.
 class QuietPanelSettings : public PanelSettings {
 public:
-    using PanelSettings::PanelSettings;
-
-protected:
-    void startBrightnessObserver() override {}
+    QuietPanelSettings(FIDMapHandler* mapHandler, MFDConfigHandler* configHandler)
+        : PanelSettings(mapHandler, configHandler)
+    {
+        m_observerWanted = false;
+    }
 };
 
 // One module start: a fresh registry, state table and settings object.
