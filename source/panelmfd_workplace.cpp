@@ -12,6 +12,7 @@
 #include "panelmfd.h"
 #include "panelsys/WholeFileWriter.h"
 #include "panelsys/XMLInput.h"
+#include "xmlattributes.h"
 
 namespace {
 
@@ -53,14 +54,18 @@ void PanelMFD::readWorkplaceConfig()
     if (m_workplaceConfigFilename.empty()) return;
 
     // A file that is refused or doesn't parse reads as no workplaces.
-    TiXmlDocument document(m_workplaceConfigFilename.c_str());
-    oskit::InputFile::EResult why = oskit::InputFile::RESULT_OK;
-    if (!XMLInput::load(document, m_workplaceConfigFilename, TIXML_DEFAULT_ENCODING, &why)) {
+    std::string bytes;
+    const oskit::InputFile::EResult why = oskit::InputFile::readXml(m_workplaceConfigFilename, bytes);
+    if (why != oskit::InputFile::RESULT_OK) {
         if (oskit::InputFile::isRefusal(why))
             m_log.getErrorStream() << "Refused workplace file " << m_workplaceConfigFilename << ": "
                                    << oskit::InputFile::describe(why);
         return;
     }
+    // Of a workplace's repeated "id" the last one counts; the XML library would
+    // refuse the whole file for it.
+    TiXmlDocument document(m_workplaceConfigFilename.c_str());
+    if (!XMLInput::parse(document, keepLastRepeatedAttributes(bytes, "workplace"))) return;
     readWorkplaceDocument(document);
 }
 
