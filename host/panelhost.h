@@ -19,6 +19,7 @@
 // process's working directory into the run directory.
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -99,6 +100,10 @@ public:
     FidReceiver& fidReceiver() { return m_fidReceiver; }
     HostModule& module() { return m_module; }
 
+    // Held while one command runs (a script line, a console line, a line or
+    // a button of the live panel), so that they take turns.
+    std::mutex& commandMutex() { return m_commands; }
+
 private:
     HostOptions m_options;
     Narrator m_narrator;
@@ -122,6 +127,7 @@ private:
     WidgetControl m_widgetControl;
     PanelEvent m_panelEvent;
     StartOptions m_lastStart;
+    std::mutex m_commands;
     // Declared last: the module goes first.
     HostModule m_module;
 };

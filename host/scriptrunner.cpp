@@ -14,6 +14,7 @@
 #include <sstream>
 #include <thread>
 
+#include "buttonchain.h"
 #include "hostcall.h"
 #include "modulecalls.h"
 #include "oskit/CmdProcessor.h"
@@ -155,6 +156,8 @@ StepResult ScriptRunner::execute(const Command& c)
         m_lastCommentLine = c.line;
         return {};
     }
+    // One command at a time, whoever sends it (script, console, live panel).
+    std::lock_guard<std::mutex> lock(m_host.commandMutex());
     StepResult r;
     if (needsModule(c) && !ensureStarted(r)) return r;
     if (c.kind == CommandKind::Expect) return expectation(c);
@@ -308,42 +311,10 @@ StepResult ScriptRunner::button(const Command& c)
     if (!w) return failed("expected a widget W.G.M.N");
     IMacroSystem* ms = m_host.module().macroSystem();
     if (!ms) return failed(c.name + " needs IMacroSystem, and the module answers null for 1107 (no macro system)");
-    Narrator& say = m_host.narrator();
-    const std::string id = widgetText(*w);
     if (c.name == "down") ms->onButtonDown(*w);
     else if (c.name == "hold") ms->onButtonHold(*w);
     else if (c.name == "release") ms->onButtonRelease(*w);
-    else {
-        // The host's chain around a button's own function.
-        Recorder& rec = m_host.recorder();
-        auto waitNotify = [&](size_t from, const std::string& word) {
-            say.line("press", "wait up to 10 s for " + word);
-            auto at = rec.waitFor(
-                Stream::Notify, from,
-                [&](const Entry& e) { return e.fields.size() >= 2 && e.fields[0] == id && e.fields[1] == word; }, 10000);
-            if (!at) say.line("press", "no " + word + " came within 10 s; going on");
-        };
-        say.line("press", "onButtonDown " + id);
-        ms->onButtonDown(*w);
-        size_t from = rec.size(Stream::Notify);
-        const bool pre = ms->execPreMacro(*w);
-        say.line("press", std::string("execPreMacro answers ") + (pre ? "true" : "false"));
-        if (pre) waitNotify(from, "PREMACROFINISHED");
-        const bool replace = ms->hasReplaceMacro(*w);
-        say.line("press", std::string("hasReplaceMacro answers ") + (replace ? "true" : "false"));
-        if (replace) {
-            from = rec.size(Stream::Notify);
-            const bool started = ms->execReplaceMacro(*w);
-            say.line("press", std::string("execReplaceMacro answers ") + (started ? "true" : "false"));
-            if (started) waitNotify(from, "REPLACEMACROFINISHED");
-        } else {
-            recordHostCall(rec, "Host.buttonFunction", {id});
-        }
-        say.line("press", "completePreMacro, execPostMacro, onButtonRelease");
-        ms->completePreMacro(*w);
-        ms->execPostMacro(*w);
-        ms->onButtonRelease(*w);
-    }
+    else runButtonChain(m_host, *ms, *w, true);
     m_host.syncStdout();
     return {};
 }

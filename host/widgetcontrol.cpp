@@ -55,6 +55,18 @@ std::optional<std::string> WidgetControl::layerValue(const std::string& layer, c
     return a->second;
 }
 
+std::map<uint32_t, std::map<std::string, WidgetControl::Attributes>> WidgetControl::looks() const
+{
+    std::map<uint32_t, std::map<std::string, Attributes>> out;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (const auto& [widget, attributes] : m_own)
+        if (!attributes.empty()) out[widget][""] = attributes;
+    for (const auto& [layer, widgets] : m_layers)
+        for (const auto& [widget, attributes] : widgets)
+            if (!attributes.empty()) out[widget][layer] = attributes;
+    return out;
+}
+
 void WidgetControl::clearLayers()
 {
     std::lock_guard<std::mutex> lock(m_mutex);

@@ -33,8 +33,12 @@ public:
     // Forgets the layers (a fresh start); own attributes stay.
     void clearLayers();
 
-private:
     using Attributes = std::map<std::string, std::string>;
+    // Every widget that has attributes: by widget word, then by layer (the
+    // empty name for the widget's own), the attributes.
+    std::map<uint32_t, std::map<std::string, Attributes>> looks() const;
+
+private:
     Recorder& m_recorder;
     mutable std::mutex m_mutex;
     std::map<std::string, std::map<uint32_t, Attributes>> m_layers;
