@@ -1,10 +1,13 @@
 // panelhost: the reference host of the panel module, on the command line.
 //
-//   panelhost [--module PATH] [--dir DIR] [--quiet] [--verbose] [--keep] [SCRIPT]
+//   panelhost [--module PATH] [--dir DIR] [--quiet] [--verbose] [--keep]
+//             [--web [ADDRESS:]PORT [--layout FILE]] [SCRIPT]
 //
 // With a script it runs the script (narrated unless --quiet) and exits 0 when
 // every expect held, 1 at the first that didn't, 2 for a malformed script.
-// Without one it opens the console.
+// Without one it opens the console. With --web it serves the live panel
+// beside them, and after a script (or the end of a console's piped input)
+// goes on serving until interrupted.
 
 #include <unistd.h>
 
@@ -13,12 +16,18 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <sstream>
 
 #include "console.h"
+#include "fidnames.h"
+#include "layout.h"
 #include "panelhost.h"
 #include "scriptparser.h"
 #include "scriptrunner.h"
+#include "webassets.h"
+#include "webrequest.h"
+#include "webserver.h"
 
 namespace fs = std::filesystem;
 
@@ -85,6 +94,10 @@ int main(int argc, char** argv)
     app.add_flag("--quiet", quiet, "no narration");
     app.add_flag("--verbose", verbose, "narrate every state key (a burst under one prefix otherwise reads as one line)");
     app.add_flag("--keep", keep, "keep the temporary run directory");
+    std::string webListen;
+    std::string layoutFile;
+    app.add_option("--web", webListen, "serve the live panel at http://[ADDRESS:]PORT/ (address default 127.0.0.1)");
+    app.add_option("--layout", layoutFile, "the live panel's layout, a JSON file (default: the one built in)");
     app.add_option("SCRIPT", script, "a scenario script (*.panel); without one the console opens");
     CLI11_PARSE(app, argc, argv);
 
@@ -104,6 +117,36 @@ int main(int argc, char** argv)
         modulePath = fs::absolute(modulePath).string();
     }
     modulePath = fs::absolute(modulePath).string();
+
+    // The live panel's address and layout are checked before anything runs.
+    panelhost::web::WebOptions webOptions;
+    if (!webListen.empty()) {
+        std::string error;
+        if (!panelhost::web::parseListen(webListen, webOptions.address, webOptions.port, error)) {
+            std::cerr << "panelhost: --web wants " << error << std::endl;
+            return 2;
+        }
+        webOptions.layout = std::string(panelhost::web::defaultLayout());
+        if (!layoutFile.empty()) {
+            std::ifstream in(layoutFile, std::ios::binary);
+            std::ostringstream os;
+            if (in) os << in.rdbuf();
+            if (!in) {
+                std::cerr << "panelhost: cannot read the layout " << layoutFile << std::endl;
+                return 2;
+            }
+            webOptions.layout = os.str();
+        }
+        if (!panelhost::web::checkLayout(webOptions.layout, error)) {
+            std::cerr << "panelhost: the layout " << (layoutFile.empty() ? "built in" : layoutFile)
+                      << " is no layout: " << error << std::endl;
+            return 2;
+        }
+        webOptions.fidNames = panelhost::web::panelFidNames();
+    } else if (!layoutFile.empty()) {
+        std::cerr << "panelhost: --layout goes with --web" << std::endl;
+        return 2;
+    }
 
     bool temporary = false;
     if (dir.empty()) {
@@ -140,15 +183,42 @@ int main(int argc, char** argv)
         panelhost::Host host(options);
         host.narrator().setVerbose(verbose);
         host.narrator().always("panelhost: run directory " + dir);
-        if (!script.empty()) {
+        std::unique_ptr<panelhost::web::WebServer> web;
+        if (!webListen.empty()) {
+            web = std::make_unique<panelhost::web::WebServer>(host, webOptions);
+            std::string error;
+            if (!web->start(error)) {
+                std::cerr << "panelhost: " << error << std::endl;
+                web.reset();
+                status = 2;
+            } else {
+                host.narrator().always("panelhost: the live panel is at " + web->url());
+                if (!panelhost::web::isLoopback(webOptions.address))
+                    std::cerr << "panelhost: WARNING: the live panel listens on " << webOptions.address
+                              << ", beyond this machine; whoever reaches it can run any console line" << std::endl;
+            }
+        }
+        auto serveOn = [&] {
+            if (!web) return;
+            host.narrator().always("panelhost: the live panel stays at " + web->url() + " until interrupted (Ctrl-C)");
+            web->waitForInterrupt();
+            web->stop();
+        };
+        if (status != 0) {
+            // The live panel was asked for and can't be had.
+        } else if (!script.empty()) {
             panelhost::ScriptRunner runner(host, scriptName);
             status = runner.run(parsed);
+            serveOn();
             host.stop();
             host.narrator().always(status == 0 ? "panelhost: " + scriptName + " passed"
                                                : "panelhost: " + scriptName + " FAILED");
         } else {
             panelhost::Console console(host);
             status = console.run();
+            // Piped lines ran out: the page goes on; `quit` on a terminal ends both.
+            if (!::isatty(STDIN_FILENO)) serveOn();
+            if (web) web->stop();
             host.stop();
         }
     }
