@@ -7,6 +7,9 @@
 //      on it with the mouse sends its replace macro's recall (shown in the
 //      "FIDs sent" stream) and turns it ORANGE as the driver plays;
 //   3. a console line typed into the command line changes the state table;
+//   4. a macro recorded from the command line is attached with the mouse (the
+//      attach button kept held with Shift, a click-and-hold on the target),
+//      and a click on the target sends its recall;
 // then saves a screenshot. Where no chromium is installed or it can't start,
 // it says why and exits 77 (skipped).
 //
@@ -230,10 +233,28 @@ public:
         return eval(js, timeoutMs + 10000) == "yes";
     }
 
-    void mouse(const std::string& type, double x, double y)
+    void mouse(const std::string& type, double x, double y, bool shift = false)
     {
         call("Input.dispatchMouseEvent", "{\"type\":" + json(type) + ",\"x\":" + std::to_string(x) + ",\"y\":" +
-                                             std::to_string(y) + ",\"button\":\"left\",\"clickCount\":1}");
+                                             std::to_string(y) + ",\"button\":\"left\",\"clickCount\":1" +
+                                             (shift ? ",\"modifiers\":8" : "") + "}");
+    }
+
+    // Types a line into the page's command line and presses Enter.
+    void typeLine(const std::string& line)
+    {
+        eval("document.getElementById('cmd').focus(), 'ok'");
+        call("Input.insertText", "{\"text\":" + json(line) + "}");
+        call("Input.dispatchKeyEvent",
+             "{\"type\":\"keyDown\",\"key\":\"Enter\",\"code\":\"Enter\",\"windowsVirtualKeyCode\":13,\"text\":\"\\r\"}");
+        call("Input.dispatchKeyEvent", "{\"type\":\"keyUp\",\"key\":\"Enter\",\"code\":\"Enter\",\"windowsVirtualKeyCode\":13}");
+    }
+
+    // Shows only the state keys under a prefix.
+    void filterState(const std::string& prefix)
+    {
+        eval("document.getElementById('state-filter').value = " + json(prefix) +
+             ", document.getElementById('state-filter').dispatchEvent(new Event('input')), 'ok'");
     }
 
 private:
@@ -288,21 +309,61 @@ int runChecks(DevTools& dt, const std::string& url, const fs::path& outDir)
 
     // 3. A console line typed into the command line changes the state table.
     const std::string row = "document.querySelector('#state-table tr[data-key=\"PANEL.MACRO0.RECORDING.REG\"] td:nth-child(2)')";
+    dt.filterState("PANEL.MACRO0.RECORDING");
     require(dt.waitUntil(row + ".textContent === 'INV'", 5000), "PANEL.MACRO0.RECORDING.REG is not INV to begin with");
-    dt.eval("document.getElementById('cmd').focus(), 'ok'");
-    dt.call("Input.insertText", "{\"text\":\"fid MACRO0.RECORDING.START REG=5\"}");
-    dt.call("Input.dispatchKeyEvent",
-            "{\"type\":\"keyDown\",\"key\":\"Enter\",\"code\":\"Enter\",\"windowsVirtualKeyCode\":13,\"text\":\"\\r\"}");
-    dt.call("Input.dispatchKeyEvent", "{\"type\":\"keyUp\",\"key\":\"Enter\",\"code\":\"Enter\",\"windowsVirtualKeyCode\":13}");
+    dt.filterState("PANEL.MACRO0.RECORDING");
+    dt.typeLine("fid MACRO0.RECORDING.START REG=5");
     require(dt.waitUntil(row + ".textContent === '5'", 10000),
             "the typed line did not change PANEL.MACRO0.RECORDING.REG to 5 (replies: " +
                 dt.eval("document.getElementById('replies').textContent") + ")");
     std::cout << "web.browser: the typed line 'fid MACRO0.RECORDING.START REG=5' set PANEL.MACRO0.RECORDING.REG = 5"
               << std::endl;
 
-    // The screenshot, with the stream boxes scrolled into view.
-    dt.eval("document.getElementById('state-filter').value = 'PANEL.MACRO0.R', "
-            "document.getElementById('state-filter').dispatchEvent(new Event('input')), 'ok'");
+    // 4. The macro recorded from the command line, attached with the mouse as
+    // a pre-macro (the attach button kept held with Shift, then a
+    // click-and-hold on Key 4), and a click on Key 4 recalls it.
+    dt.typeLine("record PANEL.TRIGGER NAME=LAMP VALUE=ON @0.1.2.4");
+    dt.typeLine("fid MACRO0.RECORDING.STOP");
+    require(dt.waitUntil(row + ".textContent === 'INV'", 10000), "the typed RECORDING.STOP did not end the recording");
+    dt.eval("document.getElementById('mreg').value = '5', 'ok'");
+    auto centre = [&](const std::string& widget) {
+        const std::string r = dt.eval("(() => { const r = document.querySelector('.key[data-widget=\"" + widget +
+                                      "\"]').getBoundingClientRect(); return (r.x + r.width / 2) + ' ' + (r.y + r.height / 2); })()");
+        double cx = 0, cy = 0;
+        std::istringstream(r) >> cx >> cy;
+        return std::make_pair(cx, cy);
+    };
+    const auto [ax, ay] = centre("0.1.2.90");
+    const auto [kx, ky] = centre("0.1.2.4");
+    const std::string attachKey = "document.querySelector('.key[data-widget=\"0.1.2.90\"]')";
+    const std::string key4 = "document.querySelector('.key[data-widget=\"0.1.2.4\"]')";
+    dt.mouse("mouseMoved", ax, ay);
+    dt.mouse("mousePressed", ax, ay, true);
+    dt.mouse("mouseReleased", ax, ay, true);
+    require(dt.waitUntil(attachKey + ".classList.contains('latched') && " + attachKey + ".classList.contains('held')", 5000),
+            "Shift-click did not keep the attach button held");
+    dt.mouse("mouseMoved", kx, ky);
+    dt.mouse("mousePressed", kx, ky);
+    const bool key4Held = dt.waitUntil(key4 + ".classList.contains('held')", 5000);
+    dt.mouse("mouseReleased", kx, ky);
+    require(key4Held, "Key 4 was not held after the hold time");
+    dt.filterState("PANEL.MACRO0.ATTACH.0.1.2.4");
+    const std::string attached = "document.querySelector('#state-table tr[data-key=\"PANEL.MACRO0.ATTACH.0.1.2.4.PRE\"] td:nth-child(2)')";
+    require(dt.waitUntil(attached + ".textContent.startsWith('5')", 10000),
+            "the mouse's gesture did not attach register 5 to Key 4 as a pre-macro (replies: " +
+                dt.eval("document.getElementById('replies').textContent") + ")");
+    dt.mouse("mousePressed", ax, ay);  // a click on the kept button lets it go
+    dt.mouse("mouseReleased", ax, ay);
+    require(dt.waitUntil("!" + attachKey + ".classList.contains('latched')", 5000), "the attach button stayed held");
+    dt.mouse("mousePressed", kx, ky);
+    dt.mouse("mouseReleased", kx, ky);
+    require(dt.waitUntil(sent + ".includes('MFD1.PRE.MACRO.RECALL') && /MFD1.PRE.MACRO.RECALL[^\\n]*REG=5/.test(" + sent + ")", 10000),
+            "a click on Key 4 sent no MFD1.PRE.MACRO.RECALL of register 5: " + dt.eval(sent));
+    std::cout << "web.browser: register 5, recorded from the command line, attached to Key 4 by the mouse (Shift-click "
+                 "on Attach, click-and-hold on Key 4); a click on Key 4 sent MFD1.PRE.MACRO.RECALL REG=5" << std::endl;
+
+    // The screenshot.
+    dt.filterState("PANEL.MACRO0.");
     dt.waitUntil("document.querySelectorAll('#state-table tbody tr').length > 0", 2000);
     const auto shot = dt.call("Page.captureScreenshot", "{\"format\":\"png\",\"clip\":{\"x\":0,\"y\":0,\"width\":1400,\"height\":1050,\"scale\":0.8}}");
     const fs::path file = outDir / "webview.png";
@@ -391,6 +452,6 @@ int main(int argc, char** argv)
                   << hostOut << std::endl;
         status = 1;
     }
-    if (status == 0) std::cout << "web.browser: 3 checks passed" << std::endl;
+    if (status == 0) std::cout << "web.browser: 4 checks passed" << std::endl;
     return status;
 }
