@@ -198,9 +198,10 @@ int main(int argc, char** argv)
                               << ", beyond this machine; whoever reaches it can run any console line" << std::endl;
             }
         }
-        auto serveOn = [&] {
+        auto serveOn = [&](const std::string& done) {
             if (!web) return;
-            host.narrator().always("panelhost: the live panel stays at " + web->url() + " until interrupted (Ctrl-C)");
+            host.narrator().always("panelhost: " + done + "; the live panel stays at " + web->url() +
+                                   " until interrupted (Ctrl-C)");
             web->waitForInterrupt();
             web->stop();
         };
@@ -209,7 +210,7 @@ int main(int argc, char** argv)
         } else if (!script.empty()) {
             panelhost::ScriptRunner runner(host, scriptName);
             status = runner.run(parsed);
-            serveOn();
+            serveOn(scriptName + (status == 0 ? " passed" : " FAILED"));
             host.stop();
             host.narrator().always(status == 0 ? "panelhost: " + scriptName + " passed"
                                                : "panelhost: " + scriptName + " FAILED");
@@ -217,7 +218,7 @@ int main(int argc, char** argv)
             panelhost::Console console(host);
             status = console.run();
             // Piped lines ran out: the page goes on; `quit` on a terminal ends both.
-            if (!::isatty(STDIN_FILENO)) serveOn();
+            if (!::isatty(STDIN_FILENO)) serveOn("the console's input ended");
             if (web) web->stop();
             host.stop();
         }
