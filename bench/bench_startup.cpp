@@ -16,7 +16,8 @@
 // host.
 //
 // Counters: ratio (start-up over floor), floor_us, keys (state keys the start
-// published), publications (state calls it made), files, rss_mib (resident
+// published), publications (state calls it made), files, settings (entries of
+// PanelSettings.xml), rss_mib (resident
 // memory of the process with the module up on full data).
 //
 //   build/default/bin/bench_startup --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
@@ -55,6 +56,7 @@ struct StartupData {
     std::vector<bool> isVerified;         // its signature is verified
     std::vector<std::pair<std::string, std::string>> keys; // what a start published (key without the prefix, value)
     long publications = 0;
+    long settingsStored = 0;
     std::unique_ptr<panelhost::Host> host;
 
     StartupData();
@@ -223,27 +225,35 @@ void StartupData::makeSettings()
         {"SETTINGS.BRIGHTNESS.BUTTON.LOW.SET", "VALUE", "300"},
         {"SETTINGS.BRIGHTNESS.BUTTON.HI.SET", "VALUE", "900"},
         {"SETTINGS.JOYSTICK.SENSITIVITY.SET", "VALUE", "5"},
-        {"SETTINGS.OLED.FONTRESIZE.SET", "VALUE", "ON"},
+        {"SETTINGS.OLED.FONTRESIZE.SET", "VALUE", "OFF"},
         {"SETTINGS.OLED.MODE.SET", "VALUE", "JOIN_SH"},
         {"SETTINGS.OLED.OUTLINE.ENABLE", "ENABLE", "TRUE"},
         {"SETTINGS.SHIFT.LATCHMODE.SET", "MODE", "AUTO"},
         {"SETTINGS.SHIFT.HIDDEN_SOURCE_BLINKING.SET", "MODE", "ON"},
         {"SETTINGS.COLOR.MACRO.SET", "VAL", "GREEN"},
         {"SETTINGS.COLOR.PMEM.SET", "VAL", "WHITE"},
-        {"SETTINGS.TESTS.LEVERARM.STEPSIZE.SET", "VALUE", "10"},
-        {"SETTINGS.TESTS.LEVERARM.STEPCOUNT.SET", "VALUE", "20"},
+        {"SETTINGS.TESTS.LEVERARM.STEPSIZE.SET", "VAL", "10"},
+        {"SETTINGS.TESTS.LEVERARM.STEPCOUNT.SET", "VAL", "20"},
     };
-    for (int wp = 1; wp <= kWorkplaces; ++wp) {
+    // Display brightness and power saver count workplaces from 1, the rest from 0.
+    for (int i = 0; i < kWorkplaces; ++i) {
         for (const Setting& setting : settings) {
+            const std::string fid = setting.fid;
+            const bool fromOne = fid.find("BRIGHTNESS.DISPLAY") != std::string::npos || fid.find("POWERSAVER") != std::string::npos;
             FIDParameterList params;
-            params.add("WP", std::to_string(wp));
+            params.add("WP", std::to_string(fromOne ? i + 1 : i));
             params.add(setting.param, setting.value);
             host->sendFID(setting.fid, params);
         }
     }
     host->stop();
     const fs::path path = root / "nvram" / "PANEL" / "PanelSettings.xml";
-    if (!fs::exists(path)) std::abort();
+    const std::string bytes = benchfloor::readWhole(path.string());
+    for (size_t at = bytes.find("<fid "); at != std::string::npos; at = bytes.find("<fid ", at + 1)) ++settingsStored;
+    if (settingsStored != static_cast<long>(kWorkplaces * (sizeof(settings) / sizeof(settings[0])))) {
+        std::fprintf(stderr, "bench_startup: the module kept %ld settings\n", settingsStored);
+        std::abort();
+    }
     add(path, true, false);
 }
 
@@ -351,6 +361,7 @@ void BM_Startup(benchmark::State& state)
     state.counters["keys"] = static_cast<double>(keys);
     state.counters["publications"] = static_cast<double>(d.publications);
     state.counters["files"] = static_cast<double>(d.files.size());
+    state.counters["settings"] = static_cast<double>(d.settingsStored);
     state.counters["rss_mib"] = rss;
 }
 BENCHMARK(BM_Startup)->Name("Startup/full-data")->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
