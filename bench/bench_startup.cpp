@@ -82,7 +82,7 @@ struct StartupData {
 void saveSigned(TiXmlDocument& doc, const fs::path& path)
 {
     if (!doc.SaveFile(path.c_str())) std::abort();
-    XMLVerify().insertSignature(oskit::Path(path.string()));
+    if (!XMLVerify().insertSignature(oskit::Path(path.string()))) std::abort();
     if (!XMLVerify().verifySignature(oskit::Path(path.string()))) std::abort();
 }
 
