@@ -1,25 +1,21 @@
-// The macro player and the macro files, each against its floor in the same run:
+// The macro player and the macro files, each case against its floor, timed
+// right after it in the same run (counters ratio and floor_us):
 //
-// - PlaybackDelay/FIELDS=1: the overshoot of each 18 ms delay of a playing
-//   macro (from sending the delay command to sending the next one), against
-//   BareWait/18ms, the overshoot of a bare semaphore wait of the same length on
-//   the same clock. Both report "overshoot_us" per delay.
-// - PlaybackThroughput: a macro of 1000 zero-delay commands played into a
-//   no-op receiver, against DirectSend, the same 1000 commands handed to the
-//   receiver in a plain loop. Both report items per second.
-// - RecorderConstruction: a recorder made (and destroyed) over a directory of
-//   999 macro files of 16 commands each, against ReadMacroFiles, reading the
-//   bytes of the same 999 files.
+// - PlaybackDelay/FIELDS=1: each 18 ms delay of a playing macro, from sending
+//   the delay command to sending the next one (overshoot_us: what it took
+//   beyond 18 ms). Floor: bare semaphore waits of the same length on the same
+//   clock, as many as the macro has delays.
+// - PlaybackThroughput/1000: a macro of 1000 zero-delay commands played into a
+//   no-op receiver. Floor: what the player must do at the least: copy the
+//   macro, start a thread, and hand each command to the receiver through its
+//   interface.
+// - RecorderConstruction/999x16: a recorder made (and destroyed) over a
+//   directory of 999 macro files of 16 commands each. Floor: reading each file
+//   once, parsing it once with the XML library, verifying its signature once
+//   and publishing the recorder's 1998 register keys once. read_ratio is the
+//   time over reading the files' bytes alone.
 //
-//   build/default/bin/bench_macro --benchmark_min_time=0.5
-//
-// Measured on a shared two-core machine under load: delay overshoot 0.98 ms
-// per 18 ms delay against 1.09 ms for the bare wait (the player adds nothing
-// measurable to the wait itself); 0.58 million commands per second played
-// (a 1000-command macro in 1.7 ms, thread start and copy included) against
-// the plain loop's floor; a recorder over 999 files of 16 commands in 246 ms
-// against 5.5 ms for reading their bytes (parsing, signature checks and the
-// 2000 published keys make the difference).
+//   build/default/bin/bench_macro --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 
 #include <benchmark/benchmark.h>
 
@@ -30,10 +26,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <list>
 #include <mutex>
+#include <thread>
 #include <string>
 #include <vector>
 
+#include <tinyxml.h>
+
+#include "benchfloor.h"
+#include "benchratio.h"
 #include "fidmaphandler.h"
 #include "macrorecorder.h"
 #include "mfdconfighandler.h"
@@ -108,11 +110,33 @@ private:
     int m_count = 0;
 };
 
+// A state table that takes every call and keeps a count.
+class CountingPanelState : public IPanelState {
+public:
+    IInterface* queryInterface(unsigned int) override { return nullptr; }
+    void setStateValue(const std::string& key, const std::string& value) override { count(key, value); }
+    void setStateValueFloat(const std::string& key, float) override { count(key, key); }
+    void setStateValueInt(const std::string& key, int) override { count(key, key); }
+    void setStateValueBool(const std::string& key, bool) override { count(key, key); }
+    void unsetStateValue(const std::string& key) override { count(key, key); }
+    void triggerEvent(const std::string& key, const std::string& value) override { count(key, value); }
+    long calls = 0;
+
+private:
+    void count(const std::string& key, const std::string& value)
+    {
+        benchmark::DoNotOptimize(key.data());
+        benchmark::DoNotOptimize(value.data());
+        ++calls;
+    }
+};
+
 // A run directory as the working directory, and the module objects a recorder needs.
 struct Ground {
     std::filesystem::path dir;
     MFDConfigHandler config;
     FIDMapHandler map;
+    CountingPanelState state;
 
     Ground()
     {
@@ -126,6 +150,7 @@ struct Ground {
         std::filesystem::current_path(dir);
         config.m_statePrefix = "PANEL";
         config.m_dataDirectory = (dir / "nvram" / "PANEL").string();
+        map.setPanelStateInterface(&state);
         MacroRecorder::initLog();
     }
     ~Ground()
@@ -163,6 +188,20 @@ void record(MacroRecorder& recorder, FIDMapHandler& map, unsigned workplace, int
     map.sendFID(p + ".RECORDING.STOP", FIDParameterList());
 }
 
+// kDelaysPerMacro bare waits of kDelayMs on a semaphore; their summed overshoot in microseconds.
+double bareWaits()
+{
+    oskit::BinarySemaphore semaphore;
+    semaphore.take(0);
+    double overshoot = 0;
+    for (int i = 0; i < kDelaysPerMacro; ++i) {
+        const auto start = Clock::now();
+        semaphore.take(kDelayMs);
+        overshoot += std::chrono::duration<double, std::micro>(Clock::now() - start).count() - kDelayMs * 1000.0;
+    }
+    return overshoot;
+}
+
 void BM_PlaybackDelay(benchmark::State& state)
 {
     Ground& g = ground();
@@ -177,6 +216,7 @@ void BM_PlaybackDelay(benchmark::State& state)
     record(recorder, g.map, 0, 1, commands);
 
     double overshootUs = 0;
+    double caseSeconds = 0;
     long delays = 0;
     for (auto _ : state) {
         receiver.reset(commands.size());
@@ -192,32 +232,15 @@ void BM_PlaybackDelay(benchmark::State& state)
         }
         overshootUs += iteration;
         state.SetIterationTime(iteration / 1e6 / kDelaysPerMacro + kDelayMs / 1000.0);
+        caseSeconds += iteration / 1e6 + kDelaysPerMacro * (kDelayMs / 1000.0);
     }
     state.counters["overshoot_us"] = delays ? overshootUs / static_cast<double>(delays) : 0.0;
+    double bareUs = 0;
+    const double floorSeconds = benchratio::timeFloor(state.iterations(), [&] { bareUs += bareWaits(); });
+    state.counters["bare_overshoot_us"] = bareUs / static_cast<double>(state.iterations() * kDelaysPerMacro);
+    benchratio::report(state, caseSeconds, floorSeconds);
 }
 BENCHMARK(BM_PlaybackDelay)->Name("PlaybackDelay/FIELDS=1")->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
-
-void BM_BareWait(benchmark::State& state)
-{
-    oskit::BinarySemaphore semaphore;
-    semaphore.take(0);
-    double overshootUs = 0;
-    long waits = 0;
-    for (auto _ : state) {
-        double iteration = 0;
-        for (int i = 0; i < kDelaysPerMacro; ++i) {
-            const auto start = Clock::now();
-            semaphore.take(kDelayMs);
-            const double us = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-            iteration += us - kDelayMs * 1000.0;
-            ++waits;
-        }
-        overshootUs += iteration;
-        state.SetIterationTime(iteration / 1e6 / kDelaysPerMacro + kDelayMs / 1000.0);
-    }
-    state.counters["overshoot_us"] = waits ? overshootUs / static_cast<double>(waits) : 0.0;
-}
-BENCHMARK(BM_BareWait)->Name("BareWait/18ms")->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
 
 std::vector<std::pair<std::string, FIDParameterList>> throughputCommands()
 {
@@ -240,25 +263,29 @@ void BM_PlaybackThroughput(benchmark::State& state)
     recorder.setFIDReceiverInterface(&receiver);
     recorder.setPanelEventInterface(&end);
     record(recorder, g.map, 1, 2, throughputCommands());
+    const auto start = Clock::now();
     for (auto _ : state) {
         const int before = end.count();
         recorder.startMacroPlayer(2, MacroRecorder::Widget::REPLACE, UniqueWidgetID(1, 0, 0, 0),
                                   "REPLACEMACROFINISHED");
         end.waitFor(before + 1);
     }
+    const double caseSeconds = benchratio::secondsSince(start);
     state.SetItemsProcessed(state.iterations() * kThroughputCommands);
+
+    // The floor: the copy, the thread and the calls through the interface.
+    const std::unique_ptr<MacroRecorder::Macro> stored = recorder.copyMacro(2);
+    IFunctionID* target = benchratio::opaque<IFunctionID>(&receiver);
+    const double floorSeconds = benchratio::timeFloor(state.iterations(), [&] {
+        std::thread player([&] {
+            const MacroRecorder::Macro copy(*benchratio::opaque(stored.get()));
+            for (const auto& command : copy.commands) target->sendFID(command.fid, command.params);
+        });
+        player.join();
+    });
+    benchratio::report(state, caseSeconds, floorSeconds);
 }
 BENCHMARK(BM_PlaybackThroughput)->Name("PlaybackThroughput/1000")->Unit(benchmark::kMicrosecond)->UseRealTime();
-
-void BM_DirectSend(benchmark::State& state)
-{
-    NullReceiver receiver;
-    const auto commands = throughputCommands();
-    for (auto _ : state)
-        for (const auto& c : commands) receiver.sendFID(c.first, c.second);
-    state.SetItemsProcessed(state.iterations() * kThroughputCommands);
-}
-BENCHMARK(BM_DirectSend)->Name("DirectSend/1000")->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 // 999 files of 16 commands in workplace 2, written once.
 void prepareMacroFiles()
@@ -283,37 +310,64 @@ void prepareMacroFiles()
     }
 }
 
+// The register keys a recorder publishes at its start, with their values.
+std::vector<std::pair<std::string, std::string>> registerKeys()
+{
+    std::vector<std::pair<std::string, std::string>> keys;
+    for (int reg = MacroRecorder::kMacroMin; reg <= MacroRecorder::kMacroMax; ++reg)
+        keys.emplace_back("MACRO2.REG" + std::to_string(reg) + ".NAME", "Bench");
+    for (int reg = MacroRecorder::kMacroMin; reg <= MacroRecorder::kMacroMax; ++reg)
+        keys.emplace_back("MACRO2.REG" + std::to_string(reg) + ".EMPTY", "FALSE");
+    return keys;
+}
+
+std::vector<std::string> macroPaths()
+{
+    std::vector<std::string> paths;
+    for (const auto& entry : std::filesystem::directory_iterator(ground().macroDir(2)))
+        if (entry.path().extension() == ".mac") paths.push_back(entry.path());
+    return paths;
+}
+
 void BM_RecorderConstruction(benchmark::State& state)
 {
     prepareMacroFiles();
     Ground& g = ground();
+    const long before = g.state.calls;
+    const auto start = Clock::now();
     for (auto _ : state) {
         MacroRecorder recorder(2, &g.map, &g.config);
         benchmark::DoNotOptimize(recorder.hasMacro(999));
     }
+    const double caseSeconds = benchratio::secondsSince(start);
+    const long publications = (g.state.calls - before) / static_cast<long>(state.iterations());
     state.SetItemsProcessed(state.iterations() * MacroRecorder::kMacroMax);
+
+    // The floor: each file read, parsed and verified once, each register key published once.
+    const std::vector<std::string> paths = macroPaths();
+    const auto keys = registerKeys();
+    IPanelState* table = benchratio::opaque<IPanelState>(&g.state);
+    const double floorSeconds = benchratio::timeFloor(state.iterations(), [&] {
+        long good = 0;
+        for (const auto& path : paths) {
+            const std::string bytes = benchfloor::readWhole(path);
+            TiXmlDocument doc;
+            doc.Parse(bytes.c_str());
+            if (!doc.Error() && benchfloor::signatureHolds(bytes)) ++good;
+        }
+        for (const auto& [key, value] : keys) table->setStateValue(key, value);
+        benchmark::DoNotOptimize(good);
+    });
+    const double readSeconds = benchratio::timeFloor(state.iterations(), [&] {
+        size_t bytes = 0;
+        for (const auto& path : paths) bytes += benchfloor::readWhole(path).size();
+        benchmark::DoNotOptimize(bytes);
+    });
+    benchratio::report(state, caseSeconds, floorSeconds);
+    state.counters["read_ratio"] = readSeconds > 0 ? caseSeconds / readSeconds : 0.0;
+    state.counters["publications"] = static_cast<double>(publications);
+    state.counters["files"] = static_cast<double>(paths.size());
 }
 BENCHMARK(BM_RecorderConstruction)->Name("RecorderConstruction/999x16")->Unit(benchmark::kMillisecond);
-
-void BM_ReadMacroFiles(benchmark::State& state)
-{
-    prepareMacroFiles();
-    Ground& g = ground();
-    std::vector<std::string> paths;
-    for (const auto& entry : std::filesystem::directory_iterator(g.macroDir(2))) paths.push_back(entry.path());
-    std::vector<char> buffer(1 << 16);
-    for (auto _ : state) {
-        size_t bytes = 0;
-        for (const auto& path : paths) {
-            std::FILE* file = std::fopen(path.c_str(), "rb");
-            if (!file) continue;
-            bytes += std::fread(buffer.data(), 1, buffer.size(), file);
-            std::fclose(file);
-        }
-        benchmark::DoNotOptimize(bytes);
-    }
-    state.SetItemsProcessed(state.iterations() * static_cast<long>(paths.size()));
-}
-BENCHMARK(BM_ReadMacroFiles)->Name("ReadMacroFiles/999")->Unit(benchmark::kMillisecond);
 
 } // namespace

@@ -66,6 +66,9 @@ public:
 
         // A new macro read from the file, or null (the reason is logged).
         static Macro* load(const oskit::Path& path, unsigned int workplace);
+        // A new macro from a parsed file, or null when it is malformed (logged if reportErrors).
+        static Macro* fromDocument(const TiXmlDocument& doc, const oskit::Path& path, unsigned int workplace,
+                                   bool reportErrors);
         // Writes the file whole (temporary file, signed, renamed over the target).
         bool save(const oskit::Path& path) const;
 

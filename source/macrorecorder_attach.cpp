@@ -245,16 +245,18 @@ void MacroRecorder::loadAttachments()
 
     // A workplace without attachments has no file; a file that is refused or
     // doesn't parse counts as none.
+    // Read once: parsed and its signature checked from the same bytes.
     TiXmlDocument doc;
-    oskit::InputFile::EResult why = oskit::InputFile::RESULT_OK;
-    if (!XMLInput::load(doc, file, TIXML_DEFAULT_ENCODING, &why)) {
+    std::string bytes;
+    const oskit::InputFile::EResult why = oskit::InputFile::readXml(file, bytes);
+    if (why != oskit::InputFile::RESULT_OK || !XMLInput::parse(doc, bytes)) {
         if (oskit::InputFile::isRefusal(why))
             s_pLog->level(oskit::LOG_ERROR) << "Refused macro attachments file " << file << ": "
                                             << oskit::InputFile::describe(why) << std::endl;
         return;
     }
 
-    if (!XMLVerify().verifySignature(path))
+    if (!XMLVerify().verifySignatureOfBytes(bytes))
         s_pLog->level(oskit::LOG_WARN) << "Macro attachments file " << file << " has invalid signature" << std::endl;
 
     TiXmlElement* root = doc.FirstChildElement();

@@ -50,12 +50,17 @@ MacroRecorder::Macro* MacroRecorder::Macro::load(const oskit::Path& path, unsign
 {
     PANEL_ASSERT(MacroRecorder::s_pLog, "MacroRecorder::s_pLog");
 
-    if (!XMLVerify().verifySignature(path))
+    // The file is read once: its signature is checked and its XML parsed from the same bytes.
+    std::string bytes;
+    oskit::InputFile::EResult why = oskit::InputFile::read(path.getPath(), bytes);
+    if (why != oskit::InputFile::RESULT_OK || !XMLVerify().verifySignatureOfBytes(bytes))
         s_pLog->level(oskit::LOG_WARN) << "Macro file " << path.getPath() << " has invalid signature" << std::endl;
+    if (why == oskit::InputFile::RESULT_OK) why = oskit::InputFile::checkXml(bytes);
 
+    // Rows are counted only for a file that turns out malformed (below).
     TiXmlDocument doc;
-    oskit::InputFile::EResult why = oskit::InputFile::RESULT_OK;
-    if (!XMLInput::load(doc, path.getPath(), TIXML_DEFAULT_ENCODING, &why)) {
+    doc.SetTabSize(0);
+    if (why != oskit::InputFile::RESULT_OK || !XMLInput::parse(doc, bytes)) {
         if (oskit::InputFile::isRefusal(why))
             s_pLog->level(oskit::LOG_ERROR) << "Refused macro file " << path.getPath() << ": "
                                             << oskit::InputFile::describe(why) << std::endl;
@@ -63,23 +68,37 @@ MacroRecorder::Macro* MacroRecorder::Macro::load(const oskit::Path& path, unsign
         return nullptr;
     }
 
+    if (Macro* pMacro = fromDocument(doc, path, workplace, false)) return pMacro;
+    // A malformed file is parsed again with its rows counted, for the line that names them.
+    TiXmlDocument counted;
+    XMLInput::parse(counted, bytes);
+    return fromDocument(counted, path, workplace, true);
+}
+
+MacroRecorder::Macro* MacroRecorder::Macro::fromDocument(const TiXmlDocument& doc, const oskit::Path& path,
+                                                        unsigned int workplace, bool reportErrors)
+{
+    auto report = [&](const char* what, int row) {
+        if (reportErrors) logFormatError(path, what, row);
+    };
+
     const TiXmlElement* root = doc.FirstChildElement();
-    if (!root || std::string(root->Value()) != "macro") {
-        logFormatError(path, "no macro element", root ? root->Row() : -1);
+    if (!root || root->ValueStr() != "macro") {
+        report("no macro element", root ? root->Row() : -1);
         return nullptr;
     }
 
     std::string name;
     std::string version;
     for (const TiXmlAttribute* attr = root->FirstAttribute(); attr; attr = attr->Next()) {
-        const std::string attrName = attr->Name();
+        const std::string& attrName = attr->NameTStr();
         if (attrName == "name")
             name = attr->Value();
         else if (attrName == "version")
             version = attr->Value();
     }
     if (name.empty()) {
-        logFormatError(path, "no macro name", root->Row());
+        report("no macro name", root->Row());
         return nullptr;
     }
 
@@ -87,14 +106,14 @@ MacroRecorder::Macro* MacroRecorder::Macro::load(const oskit::Path& path, unsign
     pMacro->version = version;
 
     const TiXmlNode* config = root->FirstChild();
-    if (!config || !config->ToElement() || std::string(config->Value()) != "configuration") {
-        logFormatError(path, "configuration element missing", config ? config->Row() : -1);
+    if (!config || !config->ToElement() || config->ValueStr() != "configuration") {
+        report("configuration element missing", config ? config->Row() : -1);
         delete pMacro;
         return nullptr;
     }
     const TiXmlNode* data = config->NextSibling();
-    if (!data || !data->ToElement() || std::string(data->Value()) != "data") {
-        logFormatError(path, "data element missing", data ? data->Row() : -1);
+    if (!data || !data->ToElement() || data->ValueStr() != "data") {
+        report("data element missing", data ? data->Row() : -1);
         delete pMacro;
         return nullptr;
     }
@@ -103,15 +122,15 @@ MacroRecorder::Macro* MacroRecorder::Macro::load(const oskit::Path& path, unsign
     std::string paramName = name;
     for (const TiXmlNode* node = data->FirstChild(); node; node = node->NextSibling()) {
         const TiXmlElement* cmd = node->ToElement();
-        if (!cmd || std::string(cmd->Value()) != "cmd") {
-            logFormatError(path, "cmd element missing", data->Row());
+        if (!cmd || cmd->ValueStr() != "cmd") {
+            report("cmd element missing", data->Row());
             delete pMacro;
             return nullptr;
         }
         FIDCommand command;
         unsigned wp = workplace, group = 0, module = 0, widget = 0;
         for (const TiXmlAttribute* attr = cmd->FirstAttribute(); attr; attr = attr->Next()) {
-            const std::string attrName = attr->Name();
+            const std::string& attrName = attr->NameTStr();
             if (attrName == "fid")
                 command.fid = attr->Value();
             else if (attrName == "workplace")
@@ -127,14 +146,14 @@ MacroRecorder::Macro* MacroRecorder::Macro::load(const oskit::Path& path, unsign
 
         for (const TiXmlNode* pnode = cmd->FirstChild(); pnode; pnode = pnode->NextSibling()) {
             const TiXmlElement* param = pnode->ToElement();
-            if (!param || std::string(param->Value()) != "param") {
-                logFormatError(path, "param element missing", data->Row());
+            if (!param || param->ValueStr() != "param") {
+                report("param element missing", data->Row());
                 delete pMacro;
                 return nullptr;
             }
             std::string value;
             for (const TiXmlAttribute* attr = param->FirstAttribute(); attr; attr = attr->Next()) {
-                const std::string attrName = attr->Name();
+                const std::string& attrName = attr->NameTStr();
                 if (attrName == "name")
                     paramName = attr->Value();
                 else if (attrName == "value")

@@ -147,8 +147,10 @@ void MacroRecorder::playMacro(int macroNumber, const UniqueWidgetID& widget, con
                 delay = delayOf(command.params);
                 s_pLog->level(oskit::LOG_DEBUG) << "macro play: delay " << delay << " ms" << std::endl;
             }
-            s_pLog->level(oskit::LOG_DEBUG) << "macro play: send fid " << command.fid << " params: " << command.params
-                                            << " from widget " << command.params.sourceWidget << std::endl;
+            // Below the active level the stream takes nothing: the line isn't put together at all.
+            if (std::ostream& debug = s_pLog->level(oskit::LOG_DEBUG))
+                debug << "macro play: send fid " << command.fid << " params: " << command.params << " from widget "
+                      << command.params.sourceWidget << std::endl;
             receiver->sendFID(command.fid, command.params);
             if (m_stopSemaphore.take(static_cast<unsigned>(delay)) != 1) {
                 s_pLog->level(oskit::LOG_INFO) << "macro play: stopped prematurely" << std::endl;

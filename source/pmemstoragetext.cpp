@@ -115,7 +115,7 @@ oskit::Path PmemStorageText::makePath(int workplace, int reg, bool create) const
     }
     path.expand("workplace" + std::to_string(workplace));
     oskit::Directory directory(path);
-    if (directory.existingDirectory() != true && create) {
+    if (create && directory.existingDirectory() != true) {
         if (!directory.createDirectory()) return path;
     }
     path.expand(std::to_string(reg) + ".pmem");

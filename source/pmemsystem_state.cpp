@@ -212,11 +212,11 @@ void PmemSystem::updateRegisrerState(Outputs& out, int wp, int reg)
     // A workplace without storage has nothing to show.
     if (!storage) return;
 
-    const bool valid = storage->registerIsValid(wp, reg);
+    // Read from the file, not from the held register: a register is valid
+    // when its name can be read, so one read answers both.
     std::string name;
+    const bool valid = storage->getRegisterName(wp, reg, name);
     out.push_back({Output::SET_BOOL, registerKey(wp, reg, "EMPTY"), std::string(), !valid});
-    // Read from the file, not from the held register.
-    if (valid) storage->getRegisterName(wp, reg, name);
     out.push_back({Output::SET, registerKey(wp, reg, "NAME"), name, false});
 }
 

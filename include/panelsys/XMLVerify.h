@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "oskit/Path.h"
 #include "panelkit/Export.h"
 
@@ -15,4 +17,6 @@ public:
     bool insertSignature(const oskit::Path& path);
     // False for a missing, short or wrong signature, or an unreadable file.
     bool verifySignature(const oskit::Path& path);
+    // The same for a file's bytes already read, so that a loader reads its file once.
+    bool verifySignatureOfBytes(const std::string& bytes);
 };

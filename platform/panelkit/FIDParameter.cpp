@@ -54,6 +54,8 @@ bool FIDParameterList::getValue(const std::string& name, int& value) const
 
 std::ostream& operator<<(std::ostream& os, const FIDParameterList& list)
 {
+    // A stream that takes nothing (a log level that is off) isn't walked.
+    if (!os) return os;
     for (const FIDParameter& p : list.parameters()) os << p.name << '=' << p.value << ' ';
     os << '@' << list.sourceWidget;
     return os;

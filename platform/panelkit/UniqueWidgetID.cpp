@@ -15,6 +15,7 @@ void UniqueWidgetID::write(std::ostream& os) const
 
 std::ostream& operator<<(std::ostream& os, const UniqueWidgetID& id)
 {
-    id.write(os);
+    // A stream that takes nothing (a log level that is off) isn't written to.
+    if (os) id.write(os);
     return os;
 }

@@ -16,6 +16,11 @@ bool XMLInput::parse(TiXmlDocument& document, const std::string& bytes, TiXmlEnc
     // or a lone CR) as LF before parsing.
     document.Clear();
     document.ClearError();
+    // Most files have no CR at all: those are parsed as they are, without a copy.
+    if (bytes.find('\r') == std::string::npos) {
+        document.Parse(bytes.c_str(), nullptr, encoding);
+        return !document.Error();
+    }
     std::string text;
     text.reserve(bytes.size());
     for (std::size_t i = 0; i < bytes.size(); ++i) {

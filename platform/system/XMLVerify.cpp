@@ -221,10 +221,18 @@ bool XMLVerify::verifySignature(const oskit::Path& path)
 {
     std::optional<std::string> text = readFile(path.getPath());
     if (!text) return false;
-    std::optional<RootTag> tag = findRootTag(*text);
+    return verifySignatureOfBytes(*text);
+}
+
+bool XMLVerify::verifySignatureOfBytes(const std::string& bytes)
+{
+    std::optional<RootTag> tag = findRootTag(bytes);
     if (!tag) return false;
-    std::optional<SignatureAttribute> signature = findSignature(*text, *tag);
+    std::optional<SignatureAttribute> signature = findSignature(bytes, *tag);
     if (!signature || signature->value.size() != kDigestHexLength || !isLowerHex(signature->value)) return false;
-    text->erase(signature->begin, signature->end - signature->begin);
-    return sha256Hex(*text) == signature->value;
+    std::string text;
+    text.reserve(bytes.size() - (signature->end - signature->begin));
+    text.append(bytes, 0, signature->begin);
+    text.append(bytes, signature->end, std::string::npos);
+    return sha256Hex(text) == signature->value;
 }

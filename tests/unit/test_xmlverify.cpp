@@ -196,3 +196,20 @@ TEST_F(XMLVerifyTest, NoTemporaryFileLeftBehind)
     }
     EXPECT_EQ(files, 1);
 }
+
+TEST_F(XMLVerifyTest, BytesAlreadyReadVerifyAsTheFileDoes)
+{
+    write(kMacro);
+    m_verify.insertSignature(path());
+    const std::string signedBytes = read();
+    EXPECT_TRUE(m_verify.verifySignatureOfBytes(signedBytes));
+
+    std::string changed = signedBytes;
+    changed.replace(changed.find("Intro"), 5, "Outro");
+    EXPECT_FALSE(m_verify.verifySignatureOfBytes(changed));
+    write(changed);
+    EXPECT_FALSE(m_verify.verifySignature(path()));
+
+    EXPECT_FALSE(m_verify.verifySignatureOfBytes(kMacro));
+    EXPECT_FALSE(m_verify.verifySignatureOfBytes(""));
+}
