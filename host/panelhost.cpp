@@ -123,6 +123,10 @@ void Host::stop()
 
 bool Host::restart(std::string& error)
 {
+    // The streams start afresh with the stop: what the module did before the
+    // restart can no longer be expected, and a host restarted any number of
+    // times keeps only what its last run recorded.
+    m_recorder.clear();
     stop();
     m_state.clear();
     m_publisher.clear();

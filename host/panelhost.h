@@ -66,8 +66,9 @@ public:
 
     // Loads the module (once) and walks phases 2 to 8.
     bool start(const StartOptions& options, std::string& error);
-    // Phases 10 and 11, then a fresh start with the last options and a fresh
-    // state table; files and knobs stay.
+    // Phases 10 and 11, then a fresh start with the last options, a fresh
+    // state table and fresh recorded streams (the stop's phases 10 and 11 are
+    // their first entries); files and knobs stay.
     bool restart(std::string& error);
     // Phases 10 and 11.
     void stop();
