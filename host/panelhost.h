@@ -52,6 +52,10 @@ struct StartOptions {
     std::set<std::string> without;
     // Overrides "config/Workplaces.xml"; the empty text names none.
     std::optional<std::string> workplaceFile;
+    // Phases the host leaves out (5 setConfiguration, 6 initializationCompleted,
+    // 8 interfaceInitializationDone), so that a test can make those calls
+    // late, early or not at all.
+    std::set<int> skipPhases;
 };
 
 // The names `without` accepts.
