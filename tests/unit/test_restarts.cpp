@@ -89,7 +89,7 @@ TEST(Restarts, MemoryInUseAfterTwoHundredRestartsIsThatAfterTheFirst)
 #ifdef PANELMFD_SANITIZED
     // The sanitizers keep freed memory in quarantine and count the heap their
     // own way; here the restarts only show that nothing breaks or leaks.
-    const unsigned kRestarts = 20;
+    const unsigned kRestarts = 5;
 #else
     const unsigned kRestarts = 200;
 #endif
