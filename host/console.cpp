@@ -8,6 +8,7 @@
 #include <cstring>
 #include <iostream>
 
+#include "fidnames.h"
 #include "modulecalls.h"
 #include "oskit/CmdProcessor.h"
 #include "panelhost.h"
@@ -18,12 +19,6 @@
 namespace panelhost {
 
 namespace {
-
-// The local FID names a fully started module registers (read off its
-// registry at build time); names seen sent or typed are added as they come.
-const char* const kPanelFids[] = {
-#include "fidcatalog.inc"
-};
 
 Console* s_console = nullptr;
 std::vector<std::string> s_matches;
@@ -57,12 +52,21 @@ Console::Console(Host& host) : m_host(host)
 
 std::set<std::string> Console::fidNames() const
 {
-    std::set<std::string> names(std::begin(kPanelFids), std::end(kPanelFids));
+    // The module's own names, read off its registry at build time, and the
+    // names seen sent or typed as they come.
+    std::set<std::string> names(moduleFIDNames().begin(), moduleFIDNames().end());
     names.insert(m_typedNames.begin(), m_typedNames.end());
+    noteSentNames();
+    names.insert(m_sentNames.begin(), m_sentNames.end());
+    return names;
+}
+
+void Console::noteSentNames() const
+{
+    // A restart starts the recorded streams afresh; the names seen stay.
     const std::string prefix = m_host.options().prefix + ".";
     for (const auto& e : m_host.recorder().entries(Stream::Sent))
-        if (!e.fields.empty() && startsWith(e.fields[0], prefix)) names.insert(e.fields[0].substr(prefix.size()));
-    return names;
+        if (!e.fields.empty() && startsWith(e.fields[0], prefix)) m_sentNames.insert(e.fields[0].substr(prefix.size()));
 }
 
 std::set<std::string> Console::candidates(const std::string& lineStart, const std::string& word) const
@@ -150,6 +154,7 @@ void Console::handle(const std::string& text)
     ScriptRunner runner(m_host, "console");
     for (const auto& c : script.commands) {
         if (c.kind == CommandKind::Fid) m_typedNames.insert(c.name);
+        if (c.kind == CommandKind::Restart) noteSentNames();
         StepResult r = runner.execute(c);
         if (!r.ok) m_host.narrator().always("failed: " + r.message);
         else if (c.kind == CommandKind::Expect) m_host.narrator().always("ok");

@@ -32,11 +32,14 @@ private:
     bool readLine(const std::string& prompt, std::string& line);
     void handle(const std::string& text);
     void help() const;
+    // Keeps the names of the FIDs recorded as sent so far.
+    void noteSentNames() const;
 
     Host& m_host;
     bool m_terminal = false;
     std::string m_historyFile;
     std::set<std::string> m_typedNames;
+    mutable std::set<std::string> m_sentNames;
 };
 
 } // namespace panelhost

@@ -88,13 +88,22 @@ bool HostModule::start(const HostInterfaces& host, const ModuleConfiguration& co
     note(host.system, "ISystem");
     phase(4, "hand in " + handed + (withheld.empty() ? "" : "; withheld: " + withheld));
 
-    phase(5, "setConfiguration(0, \"" + config.prefix + "\", " + config.dataDirectory + ", \"\", \"\", \"\", " +
-                 config.configDirectory + "): the prefix of the module's state and the folders of its data");
-    m_configuration->setConfiguration(0, config.prefix, config.dataDirectory, "", "", "", config.configDirectory);
+    const auto skipped = [&](int number) { return config.skipPhases.count(number) != 0; };
+    if (skipped(5)) {
+        phase(5, "skipped: no setConfiguration");
+    } else {
+        phase(5, "setConfiguration(0, \"" + config.prefix + "\", " + config.dataDirectory + ", \"\", \"\", \"\", " +
+                     config.configDirectory + "): the prefix of the module's state and the folders of its data");
+        m_configuration->setConfiguration(0, config.prefix, config.dataDirectory, "", "", "", config.configDirectory);
+    }
 
-    phase(6, "initializationCompleted: the macro system, panel memory, settings and system settings are built, "
-             "the FIDs are registered, then LOADED is published");
-    m_configuration->initializationCompleted();
+    if (skipped(6)) {
+        phase(6, "skipped: no initializationCompleted");
+    } else {
+        phase(6, "initializationCompleted: the macro system, panel memory, settings and system settings are built, "
+                 "the FIDs are registered, then LOADED is published");
+        m_configuration->initializationCompleted();
+    }
 
     phase(7, "ask for 1107 (IMacroSystem), 1012 (IPanelSettings), 1109 (IPanelMFD) and hand in the rest");
     query(kIdPanelSettings);
@@ -143,9 +152,13 @@ bool HostModule::start(const HostInterfaces& host, const ModuleConfiguration& co
                             "IPanelEvent and IPSPublisher are not handed in");
     }
 
-    phase(8, "interfaceInitializationDone: the stored settings are replayed, the workplace file is read and its "
-             "state published");
-    m_panelMFD->interfaceInitializationDone();
+    if (skipped(8)) {
+        phase(8, "skipped: no interfaceInitializationDone");
+    } else {
+        phase(8, "interfaceInitializationDone: the stored settings are replayed, the workplace file is read and its "
+                 "state published");
+        m_panelMFD->interfaceInitializationDone();
+    }
     m_narrator.flushSummary();
     phase(9, "running: FIDs go in through IFunctionID::sendFID");
     return true;

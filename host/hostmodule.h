@@ -40,6 +40,8 @@ struct ModuleConfiguration {
     std::string configDirectory;
     // Handed in through setWorkplaceConfigFilename unless empty.
     std::string workplaceFile = "config/Workplaces.xml";
+    // Phases left out: 5, 6 or 8 (narrated as skipped).
+    std::set<int> skipPhases;
 };
 
 class HostModule {

@@ -73,6 +73,12 @@ bool Host::start(const StartOptions& options, std::string& error)
             return false;
         }
     }
+    for (int phase : options.skipPhases) {
+        if (phase != 5 && phase != 6 && phase != 8) {
+            error = "phase " + std::to_string(phase) + " can't be skipped (5, 6 or 8 can)";
+            return false;
+        }
+    }
     m_lastStart = options;
     namespace fs = std::filesystem;
     const fs::path dir(m_options.runDir);
@@ -107,6 +113,7 @@ bool Host::start(const StartOptions& options, std::string& error)
     config.dataDirectory = (dir / "nvram" / m_options.prefix).string();
     config.configDirectory = (dir / "config").string();
     if (options.workplaceFile) config.workplaceFile = *options.workplaceFile;
+    config.skipPhases = options.skipPhases;
     if (!m_module.start(host, config, error)) return false;
     m_fidReceiver.setModule(m_module.functionID());
     return true;
@@ -123,6 +130,10 @@ void Host::stop()
 
 bool Host::restart(std::string& error)
 {
+    // The streams start afresh with the stop: what the module did before the
+    // restart can no longer be expected, and a host restarted any number of
+    // times keeps only what its last run recorded.
+    m_recorder.clear();
     stop();
     m_state.clear();
     m_publisher.clear();

@@ -53,6 +53,10 @@ struct StartOptions {
     std::set<std::string> without;
     // Overrides "config/Workplaces.xml"; the empty text names none.
     std::optional<std::string> workplaceFile;
+    // Phases the host leaves out (5 setConfiguration, 6 initializationCompleted,
+    // 8 interfaceInitializationDone), so that a test can make those calls
+    // late, early or not at all.
+    std::set<int> skipPhases;
 };
 
 // The names `without` accepts.
@@ -67,8 +71,9 @@ public:
 
     // Loads the module (once) and walks phases 2 to 8.
     bool start(const StartOptions& options, std::string& error);
-    // Phases 10 and 11, then a fresh start with the last options and a fresh
-    // state table; files and knobs stay.
+    // Phases 10 and 11, then a fresh start with the last options, a fresh
+    // state table and fresh recorded streams (the stop's phases 10 and 11 are
+    // their first entries); files and knobs stay.
     bool restart(std::string& error);
     // Phases 10 and 11.
     void stop();

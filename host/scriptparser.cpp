@@ -251,8 +251,21 @@ private:
                     if (c.without.empty()) expected("interface names after without");
                 } else if (startsWith(w, "workplace-file=")) {
                     c.workplaceFile = w.substr(15);
+                } else if (w == "skip") {
+                    const std::string& list = word(++i, "phase numbers after skip, as 6,8 (5, 6 or 8)");
+                    size_t s = 0;
+                    while (s <= list.size()) {
+                        size_t comma = list.find(',', s);
+                        if (comma == std::string::npos) comma = list.size();
+                        const std::string phase = trim(list.substr(s, comma - s));
+                        if (phase == "5" || phase == "6" || phase == "8")
+                            c.skipPhases.push_back(phase[0] - '0');
+                        else
+                            expected("a phase that start can skip (5, 6 or 8), not " + quoteWord(phase));
+                        s = comma + 1;
+                    }
                 } else {
-                    expected("without I1,I2 or workplace-file=PATH after start, not " + quoteWord(w));
+                    expected("without I1,I2, workplace-file=PATH or skip N,N after start, not " + quoteWord(w));
                 }
             }
         } else if (verb == "restart" || verb == "stop") {

@@ -19,7 +19,7 @@ enum class CommandKind {
     Symlink,  // value (the link's target as written), path
     Lock,     // path, value "shared" | "exclusive"
     Unlock,   // path
-    Start,    // without, workplaceFile
+    Start,    // without, workplaceFile, skipPhases
     Restart,
     Stop,
     Fid,      // name, args (K=V words, @W.G.M.N)
@@ -75,6 +75,7 @@ struct Command {
 
     std::vector<std::string> without;
     std::optional<std::string> workplaceFile;
+    std::vector<int> skipPhases;
 
     ExpectKind expect = ExpectKind::State;
     bool negate = false;

@@ -242,6 +242,7 @@ StepResult ScriptRunner::action(const Command& c)
         StartOptions options;
         options.without.insert(c.without.begin(), c.without.end());
         if (c.workplaceFile) options.workplaceFile = substitute(*c.workplaceFile);
+        options.skipPhases.insert(c.skipPhases.begin(), c.skipPhases.end());
         std::string error;
         if (!m_host.start(options, error)) return failed("the module did not start: " + error);
         return {};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <string>
 
 #include "panelmfd/IMFDConfiguration.h"
@@ -10,6 +11,11 @@ class IMFDFramework;
 // The endpoint of IMFDConfiguration (id 1201). It keeps the configuration the
 // host delivers; the subsystems read m_statePrefix, m_dataDirectory and
 // m_configDirectory directly.
+//
+// The configuration comes before initializationCompleted and stays as it is
+// from then on, since the subsystems read it without a lock: a late
+// setConfiguration, an initializationCompleted before any configuration and a
+// second initializationCompleted are refused with a "PanelDriver" line.
 class MFDConfigHandler : public IMFDConfiguration {
 public:
     MFDConfigHandler();
@@ -43,4 +49,11 @@ public:
     std::string m_configText1;
     std::string m_configText3;
     std::string m_configText2;
+
+private:
+    enum class EPhase { UNCONFIGURED, CONFIGURED, INITIALIZING, INITIALIZED };
+    static void refuse(const char* message);
+
+    std::mutex m_phaseLock;
+    EPhase m_phase = EPhase::UNCONFIGURED;
 };

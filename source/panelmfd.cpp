@@ -89,6 +89,11 @@ void PanelMFD::completeConfiguration() {}
 void PanelMFD::completeInitialization()
 {
     PANEL_ASSERT(m_pMapHandler, "m_pMapHandler");
+    EPhase phase = EPhase::CREATED;
+    if (!m_phase.compare_exchange_strong(phase, EPhase::INITIALIZING)) {
+        m_log.getErrorStream() << "completeInitialization refused: the subsystems exist already";
+        return;
+    }
     createSubsystems();
     m_pSystemSettings = new SystemSettings();
     registerFIDs();
@@ -96,6 +101,7 @@ void PanelMFD::completeInitialization()
     updateNetworkSettingsState();
     updateDateState();
     updateRebootIndication();
+    m_phase = EPhase::INITIALIZED;
 }
 
 void PanelMFD::registerFIDs()
@@ -154,11 +160,20 @@ void PanelMFD::interfaceInitializationDone()
 {
     PANEL_ASSERT(m_pIWidgetManager, "m_pIWidgetManager");
     PANEL_ASSERT(m_pIHwModuleManager, "m_pIHwModuleManager");
+    EPhase phase = EPhase::INITIALIZED;
+    if (!m_phase.compare_exchange_strong(phase, EPhase::STARTING)) {
+        if (phase == EPhase::CREATED || phase == EPhase::INITIALIZING)
+            m_log.getErrorStream() << "interfaceInitializationDone refused: initializationCompleted has not run";
+        else
+            m_log.getErrorStream() << "interfaceInitializationDone refused: it has run already";
+        return;
+    }
     PANEL_ASSERT(m_pPanelSettings, "m_pPanelSettings");
     m_pPanelSettings->setWidgetManagerInterface(m_pIWidgetManager);
     m_pPanelSettings->init();
     readWorkplaceConfig();
     driveWorkplaceState();
+    m_phase = EPhase::RUNNING;
 }
 
 bool PanelMFD::onFIDSetvar(const FunctionID&, const FIDParameterList* paraList)

@@ -156,6 +156,12 @@ private:
 
     enum class EBracket { LoadPrepare, LoadFinish, SavePrepare, SaveFinish };
 
+    // How far the host has walked the driver through its phases. Each of
+    // completeInitialization and interfaceInitializationDone runs once, in
+    // this order; a call out of it is refused, so that no subsystem is built
+    // over a live one.
+    enum class EPhase { CREATED, INITIALIZING, INITIALIZED, STARTING, RUNNING };
+
     // Workplace tables: clearing, one document element, the file's elements.
     void clearWorkplaces();
     bool readWorkplaceElement(const TiXmlElement& workplace);
@@ -182,6 +188,7 @@ private:
     // The application bracket's calls on MacroSystem and PmemSystem, where they exist.
     void bracketSubsystems(EBracket step);
 
+    std::atomic<EPhase> m_phase{EPhase::CREATED};
     MacroSystem* m_pMacroSystem = nullptr;
     PmemSystem* m_pPmemSystem = nullptr;
     PanelSettings* m_pPanelSettings = nullptr;

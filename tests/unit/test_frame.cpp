@@ -4,9 +4,13 @@
 
 #include <dlfcn.h>
 
+#include "macrosystem.h"
 #include "mfdbase.h"
 #include "mfdconfighandler.h"
 #include "panelmfddll.h"
+#include "panelsettings.h"
+#include "pmemsystem.h"
+#include "support/logcapture.h"
 #include "support/panelmfdfixture.h"
 
 using ::testing::_;
@@ -76,6 +80,7 @@ TEST(MFDConfigHandler, InitializationCompletedPublishesLoadedAfterTheFramework)
     handler.m_pMapHandler = &map;
     handler.m_pFramework = &framework;
     handler.setPanelStateInterface(&state);
+    handler.setConfiguration(0, "PANEL", "/data", "", "", "", "/config");
     {
         InSequence order;
         EXPECT_CALL(state, setStateValue("DURING", ""));
@@ -93,6 +98,125 @@ TEST(MFDConfigHandler, InitializationCompletedWithoutFrameworkPublishesNothing)
     handler.m_pMapHandler = &map;
     handler.setPanelStateInterface(&state);
     handler.initializationCompleted();
+}
+
+// ---- lifecycle calls repeated or out of their phase -------------------------------------------
+
+namespace {
+
+bool logged(const LogCapture& log, const std::string& line)
+{
+    for (const std::string& l : log.lines())
+        if (l == line) return true;
+    return false;
+}
+
+size_t countLogged(const LogCapture& log, const std::string& start)
+{
+    size_t n = 0;
+    for (const std::string& l : log.lines())
+        if (l.compare(0, start.size(), start) == 0) ++n;
+    return n;
+}
+
+} // namespace
+
+TEST(MFDConfigHandler, SetConfigurationAgainBeforeInitializationTakesTheNewValues)
+{
+    LogCapture log;
+    MFDConfigHandler handler;
+    RecordingFramework framework;
+    handler.m_pFramework = &framework;
+    handler.setConfiguration(1, "FIRST", "/data1", "a", "b", "c", "/config1");
+    handler.setConfiguration(2, "PANEL", "/data2", "d", "e", "f", "/config2");
+    EXPECT_EQ(handler.m_driverNumber, 2);
+    EXPECT_EQ(handler.m_statePrefix, "PANEL");
+    EXPECT_EQ(handler.m_dataDirectory, "/data2");
+    EXPECT_EQ(handler.m_configDirectory, "/config2");
+    EXPECT_EQ(framework.configurations, 2);
+    EXPECT_EQ(countLogged(log, "ERROR PanelDriver:"), 0u);
+}
+
+TEST(MFDConfigHandler, SetConfigurationAfterInitializationIsRefusedAndTheConfigurationStays)
+{
+    LogCapture log;
+    MFDConfigHandler handler;
+    RecordingFramework framework;
+    handler.m_pFramework = &framework;
+    handler.setConfiguration(0, "PANEL", "/data", "four", "five", "six", "/config");
+    handler.initializationCompleted();
+    handler.setConfiguration(7, "OTHER", "/elsewhere", "x", "y", "z", "/other");
+    EXPECT_EQ(handler.m_driverNumber, 0);
+    EXPECT_EQ(handler.m_statePrefix, "PANEL");
+    EXPECT_EQ(handler.m_dataDirectory, "/data");
+    EXPECT_EQ(handler.m_configText1, "four");
+    EXPECT_EQ(handler.m_configText2, "five");
+    EXPECT_EQ(handler.m_configText3, "six");
+    EXPECT_EQ(handler.m_configDirectory, "/config");
+    EXPECT_EQ(framework.configurations, 1);
+    EXPECT_TRUE(logged(log, "ERROR PanelDriver: setConfiguration refused: the driver is initialized already and "
+                            "keeps its configuration"));
+}
+
+TEST(MFDConfigHandler, InitializationCompletedBeforeSetConfigurationIsRefusedAndPublishesNothing)
+{
+    LogCapture log;
+    MFDConfigHandler handler;
+    FIDMapHandler map;
+    StrictMock<MockPanelState> state;
+    RecordingFramework framework;
+    handler.m_pMapHandler = &map;
+    handler.m_pFramework = &framework;
+    handler.setPanelStateInterface(&state);
+    handler.initializationCompleted();
+    EXPECT_EQ(framework.initializations, 0);
+    EXPECT_TRUE(logged(log, "ERROR PanelDriver: initializationCompleted refused: no configuration yet "
+                            "(setConfiguration comes first)"));
+    ::testing::Mock::VerifyAndClearExpectations(&state);
+
+    // The phases then go on as usual.
+    handler.setConfiguration(0, "PANEL", "/data", "", "", "", "/config");
+    EXPECT_CALL(state, setStateValue("LOADED", ""));
+    handler.initializationCompleted();
+    EXPECT_EQ(framework.initializations, 1);
+}
+
+TEST(MFDConfigHandler, SecondInitializationCompletedIsRefusedAndPublishesLoadedOnce)
+{
+    LogCapture log;
+    MFDConfigHandler handler;
+    FIDMapHandler map;
+    StrictMock<MockPanelState> state;
+    RecordingFramework framework;
+    handler.m_pMapHandler = &map;
+    handler.m_pFramework = &framework;
+    handler.setPanelStateInterface(&state);
+    handler.setConfiguration(0, "PANEL", "/data", "", "", "", "/config");
+    EXPECT_CALL(state, setStateValue("LOADED", "")).Times(1);
+    handler.initializationCompleted();
+    handler.initializationCompleted();
+    handler.initializationCompleted();
+    EXPECT_EQ(framework.initializations, 1);
+    EXPECT_EQ(countLogged(log, "ERROR PanelDriver: initializationCompleted refused: the driver is initialized already"),
+              2u);
+}
+
+TEST(MFDConfigHandler, DeinitializeRepeatedOrBeforeInitializationOnlyForwards)
+{
+    LogCapture log;
+    MFDConfigHandler handler;
+    RecordingFramework framework;
+    handler.m_pFramework = &framework;
+    handler.deinitialize();
+    handler.setConfiguration(0, "PANEL", "/data", "", "", "", "/config");
+    handler.deinitialize();
+    handler.initializationCompleted();
+    handler.deinitialize();
+    handler.deinitialize();
+    EXPECT_EQ(framework.deinitializations, 4);
+    EXPECT_EQ(framework.initializations, 1);
+    EXPECT_EQ(handler.m_dataDirectory, "/data");
+    EXPECT_EQ(countLogged(log, "ERROR PanelDriver:"), 0u);
 }
 
 TEST(MFDConfigHandler, QueryInterfaceAnswersOnlyItsOwnId)
@@ -167,9 +291,12 @@ TEST_F(PanelMFDModuleTest, QueryInterfaceWithoutADriverAnswersNull)
 
 TEST_F(PanelMFDModuleTest, SettingsInterfaceAppearsWithInitializationAndId1StaysNull)
 {
+    testenv::TempDir dir;
     std::unique_ptr<oskit::Module> module(onCreateModule());
     auto* config = dynamic_cast<IMFDConfiguration*>(module->queryInterface(1201));
     ASSERT_NE(config, nullptr);
+    EXPECT_EQ(module->queryInterface(1012), nullptr);
+    config->setConfiguration(0, "PANEL", dir.str(), "", "", "", dir.str());
     EXPECT_EQ(module->queryInterface(1012), nullptr);
     config->initializationCompleted();
     EXPECT_NE(dynamic_cast<IPanelSettings*>(module->queryInterface(1012)), nullptr);
@@ -179,27 +306,68 @@ TEST_F(PanelMFDModuleTest, SettingsInterfaceAppearsWithInitializationAndId1Stays
 
 TEST_F(PanelMFDModuleTest, InitializationCompletedWithoutPanelStatePublishesNothingAndDoesNotFail)
 {
+    testenv::TempDir dir;
+    std::unique_ptr<oskit::Module> module(onCreateModule());
+    auto* config = dynamic_cast<IMFDConfiguration*>(module->queryInterface(1201));
+    ASSERT_NE(config, nullptr);
+    config->setConfiguration(0, "PANEL", dir.str(), "", "", "", dir.str());
+    config->initializationCompleted();
+    EXPECT_NE(module->queryInterface(1107), nullptr);
+}
+
+TEST_F(PanelMFDModuleTest, InitializationCompletedBeforeSetConfigurationBuildsNothingUntilTheConfigurationCame)
+{
+    LogCapture log;
+    testenv::TempDir dir;
     std::unique_ptr<oskit::Module> module(onCreateModule());
     auto* config = dynamic_cast<IMFDConfiguration*>(module->queryInterface(1201));
     ASSERT_NE(config, nullptr);
     config->initializationCompleted();
-    SUCCEED();
+    EXPECT_EQ(module->queryInterface(1107), nullptr);
+    EXPECT_EQ(module->queryInterface(1012), nullptr);
+    EXPECT_TRUE(logged(log, "ERROR PanelDriver: initializationCompleted refused: no configuration yet "
+                            "(setConfiguration comes first)"));
+    config->setConfiguration(0, "PANEL", dir.str(), "", "", "", dir.str());
+    config->initializationCompleted();
+    EXPECT_NE(module->queryInterface(1107), nullptr);
+    EXPECT_NE(module->queryInterface(1012), nullptr);
 }
 
-TEST_F(PanelMFDModuleTest, InterfaceInitializationDoneBeforeInitializationStopsAtThePanelSettingsAssertion)
+TEST_F(PanelMFDModuleTest, InterfaceInitializationDoneBeforeInitializationCompletedIsRefusedAndTheLaterPhasesWork)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(
-        {
-            std::unique_ptr<oskit::Module> module(onCreateModule());
-            auto* driver = dynamic_cast<IPanelMFD*>(module->queryInterface(1109));
-            MockWidgetManager widgets;
-            MockHwModuleManager modules;
-            driver->setWidgetManagerInterface(&widgets);
-            driver->setHwModuleManagerInterface(&modules);
-            driver->interfaceInitializationDone();
-        },
-        "m_pPanelSettings");
+    LogCapture log;
+    testenv::TempDir dir;
+    std::unique_ptr<oskit::Module> module(onCreateModule());
+    auto* config = dynamic_cast<IMFDConfiguration*>(module->queryInterface(1201));
+    auto* driver = dynamic_cast<IPanelMFD*>(module->queryInterface(1109));
+    ASSERT_NE(config, nullptr);
+    ASSERT_NE(driver, nullptr);
+    ::testing::NiceMock<MockPanelState> state;
+    ::testing::NiceMock<MockWidgetManager> widgets;
+    ::testing::NiceMock<MockHwModuleManager> modules;
+    config->setPanelStateInterface(&state);
+    driver->setWidgetManagerInterface(&widgets);
+    driver->setHwModuleManagerInterface(&modules);
+    driver->setWorkplaceConfigFilename("");
+    config->setConfiguration(0, "PANEL", dir.str(), "", "", "", dir.str());
+
+    EXPECT_CALL(state, setStateValue(_, _)).Times(0);
+    driver->interfaceInitializationDone();
+    EXPECT_TRUE(logged(log, "ERROR PanelDriver: interfaceInitializationDone refused: initializationCompleted has "
+                            "not run"));
+    ::testing::Mock::VerifyAndClearExpectations(&state);
+
+    // In their order the phases do all they do: the settings publish their
+    // defaults and register their FIDs.
+    config->initializationCompleted();
+    EXPECT_CALL(state, setStateValue(_, _)).Times(::testing::AnyNumber());
+    EXPECT_CALL(state, setStateValue("SETTINGS1.SHIFT.LATCHMODE", "STANDARD"));
+    driver->interfaceInitializationDone();
+    auto* fids = dynamic_cast<IFunctionID*>(module->queryInterface(1100));
+    ASSERT_NE(fids, nullptr);
+    EXPECT_CALL(state, setStateValue("SETTINGS1.SHIFT.LATCHMODE", "MANUAL"));
+    fids->sendFID("SETTINGS.SHIFT.LATCHMODE.SET", makeParams({{"MODE", "MANUAL"}, {"WP", "1"}}));
+    EXPECT_EQ(countLogged(log, "ERROR PanelDriver: interfaceInitializationDone refused"), 1u);
 }
 
 TEST_F(PanelMFDModuleTest, InterfaceInitializationDoneAssertsTheWidgetManagerFirst)
@@ -266,4 +434,94 @@ TEST_F(PanelMFDModuleTest, LoadedModuleWalksThePhasesAndIsDestroyedCleanly)
     config->deinitialize();
     delete module;
     dlclose(handle);
+}
+
+// ---- the driver under repeated and early lifecycle calls ---------------------------------------
+
+class PanelMFDLifecycle : public PanelMFDFixture {
+protected:
+    LogCapture log;
+};
+
+TEST_F(PanelMFDLifecycle, SecondInitializationCompletedKeepsTheLiveSubsystemsAndPublishesNothing)
+{
+    startFully();
+    MacroSystem* macros = driver->getMacroSystem();
+    PmemSystem* memory = driver->getPmemSystem();
+    PanelSettings* settings = driver->getPanelSettings();
+    EXPECT_CALL(state, setStateValue(_, _)).Times(0);
+    EXPECT_CALL(state, setStateValueInt(_, _)).Times(0);
+    EXPECT_CALL(state, setStateValueBool(_, _)).Times(0);
+    config()->initializationCompleted();
+    config()->initializationCompleted();
+    ::testing::Mock::VerifyAndClearExpectations(&state);
+    EXPECT_EQ(driver->getMacroSystem(), macros);
+    EXPECT_EQ(driver->getPmemSystem(), memory);
+    EXPECT_EQ(driver->getPanelSettings(), settings);
+    EXPECT_EQ(countLogged(log, "ERROR PanelDriver: initializationCompleted refused: the driver is initialized already"),
+              2u);
+    // The live subsystems still answer their FIDs.
+    EXPECT_CALL(state, setStateValue(_, _)).Times(::testing::AnyNumber());
+    EXPECT_CALL(state, setStateValue("SETTINGS2.SHIFT.LATCHMODE", "AUTO"));
+    send("SETTINGS.SHIFT.LATCHMODE.SET", makeParams({{"MODE", "AUTO"}, {"WP", "2"}}));
+}
+
+TEST_F(PanelMFDLifecycle, CompleteInitializationRunsOnce)
+{
+    config()->initializationCompleted();
+    MacroSystem* macros = driver->getMacroSystem();
+    ASSERT_NE(macros, nullptr);
+    driver->completeInitialization();
+    EXPECT_EQ(driver->getMacroSystem(), macros);
+    EXPECT_TRUE(logged(log, "ERROR PanelDriver: completeInitialization refused: the subsystems exist already"));
+}
+
+TEST_F(PanelMFDLifecycle, SecondInterfaceInitializationDoneIsRefusedAndReplaysNothing)
+{
+    startFully();
+    send("SETTINGS.SHIFT.LATCHMODE.SET", makeParams({{"MODE", "AUTO"}, {"WP", "2"}}));
+    EXPECT_CALL(state, setStateValue(_, _)).Times(0);
+    EXPECT_CALL(state, setStateValueInt(_, _)).Times(0);
+    EXPECT_CALL(state, setStateValueBool(_, _)).Times(0);
+    EXPECT_CALL(state, unsetStateValue(_)).Times(0);
+    EXPECT_CALL(widgets, refreshSettings()).Times(0);
+    driver->interfaceInitializationDone();
+    driver->interfaceInitializationDone();
+    ::testing::Mock::VerifyAndClearExpectations(&state);
+    ::testing::Mock::VerifyAndClearExpectations(&widgets);
+    EXPECT_EQ(countLogged(log, "ERROR PanelDriver: interfaceInitializationDone refused: it has run already"), 2u);
+    // The settings and their observer stay the ones of the first call.
+    EXPECT_CALL(state, setStateValue(_, _)).Times(::testing::AnyNumber());
+    EXPECT_CALL(state, setStateValue("SETTINGS2.SHIFT.LATCHMODE", "MANUAL"));
+    send("SETTINGS.SHIFT.LATCHMODE.SET", makeParams({{"MODE", "MANUAL"}, {"WP", "2"}}));
+}
+
+TEST_F(PanelMFDLifecycle, SetConfigurationAfterInitializationKeepsTheDirectoriesTheSubsystemsUse)
+{
+    startFully();
+    const std::string data = config()->m_dataDirectory;
+    config()->setConfiguration(5, "OTHER", (dir.path() / "elsewhere").string(), "", "", "", "/nowhere");
+    EXPECT_EQ(config()->m_statePrefix, "PANEL");
+    EXPECT_EQ(config()->m_dataDirectory, data);
+    EXPECT_EQ(config()->m_configDirectory, (dir.path() / "config").string());
+    EXPECT_TRUE(logged(log, "ERROR PanelDriver: setConfiguration refused: the driver is initialized already and "
+                            "keeps its configuration"));
+    // A settings change is saved where the subsystems were built to save it.
+    send("SETTINGS.SHIFT.LATCHMODE.SET", makeParams({{"MODE", "AUTO"}, {"WP", "2"}}));
+    driver.reset();
+    EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(data) / "PanelSettings.xml"));
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / "elsewhere"));
+}
+
+TEST_F(PanelMFDLifecycle, DeinitializeEarlyOrRepeatedChangesNothing)
+{
+    config()->deinitialize();
+    startFully();
+    config()->deinitialize();
+    config()->deinitialize();
+    EXPECT_NE(driver->getMacroSystem(), nullptr);
+    EXPECT_NE(driver->getPanelSettings(), nullptr);
+    EXPECT_CALL(events, setVar(UniqueModuleID(1, 2, 3), "A", "B"));
+    send("SETVAR", makeParams({{"NAME", "A"}, {"VALUE", "B"}}, UniqueWidgetID(1, 2, 3, 9)));
+    EXPECT_EQ(countLogged(log, "ERROR PanelDriver:"), 0u);
 }

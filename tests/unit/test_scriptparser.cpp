@@ -135,6 +135,12 @@ TEST(ScriptParser, StartWithOptions)
     Command none = only("start workplace-file=\"\"");
     ASSERT_TRUE(none.workplaceFile.has_value());
     EXPECT_EQ(*none.workplaceFile, "");
+    EXPECT_TRUE(none.skipPhases.empty());
+
+    Command skip = only("start skip 6,8 without IColorManager");
+    EXPECT_EQ(skip.skipPhases, (std::vector<int>{6, 8}));
+    EXPECT_EQ(skip.without, (std::vector<std::string>{"IColorManager"}));
+    EXPECT_EQ(only("start skip 5").skipPhases, (std::vector<int>{5}));
 }
 
 TEST(ScriptParser, RestartAndStop)
@@ -404,6 +410,8 @@ TEST(ScriptParser, MalformedLinesSayWhatWasExpected)
         {"expect file a.txt maybe", "= <<END, contains TEXT or lacks TEXT"},
         {"fid SETVAR NAME=\"open", "a closing \""},
         {"start with IColorManager", "without I1,I2"},
+        {"start skip 7", "a phase that start can skip (5, 6 or 8), not 7"},
+        {"start skip", "phase numbers after skip"},
         {"loglevel chatty", "one of DEBUG"},
         {"sim date = hex <<END\nzz\nEND", "hex pairs"},
         {"remove", "a path after remove"},
