@@ -180,6 +180,7 @@ public:
     }
 
     panelhost::Host& host() { return *m_host; }
+    const std::filesystem::path& runDirectory() const { return m_dir.path; }
 
     // Starts the module in an empty run directory with the simulated system
     // at its defaults.
@@ -211,9 +212,24 @@ private:
     panelhost::Host* m_host = nullptr;
 };
 
+// The harness itself is never destroyed (the module's threads end with the process), so its run
+// directory is removed at exit on its own.
+std::filesystem::path s_runDirectory;
+
+void removeRunDirectory()
+{
+    std::error_code ec;
+    std::filesystem::remove_all(s_runDirectory, ec);
+}
+
 Harness& harness()
 {
-    static Harness* instance = new Harness();
+    static Harness* instance = [] {
+        auto* created = new Harness();
+        s_runDirectory = created->runDirectory();
+        std::atexit(removeRunDirectory);
+        return created;
+    }();
     return *instance;
 }
 
