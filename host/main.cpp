@@ -142,7 +142,7 @@ int main(int argc, char** argv)
                       << " is no layout: " << error << std::endl;
             return 2;
         }
-        webOptions.fidNames = panelhost::web::panelFidNames();
+        webOptions.fidNames = panelhost::moduleFIDNames();
     } else if (!layoutFile.empty()) {
         std::cerr << "panelhost: --layout goes with --web" << std::endl;
         return 2;
