@@ -61,7 +61,6 @@ MacroRecorder::MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler,
     PANEL_ASSERT(m_pMapHandler, "m_pMapHandler");
     PANEL_ASSERT(m_pConfigHandler, "m_pConfigHandler");
 
-    registerFIDs();
     m_macroColors["PANEL"] = "YELLOW";
 
     driveAttachViewOn();
@@ -87,6 +86,10 @@ MacroRecorder::MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler,
     loadAttachments();
     driveAllMacroNames();
     driveAllMacroEmptyFlags();
+
+    // Last, since play threads of other workplaces reach the recorder through
+    // these names as soon as they are in the registry.
+    registerFIDs();
 }
 
 MacroRecorder::~MacroRecorder()
