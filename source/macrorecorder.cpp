@@ -194,25 +194,30 @@ void MacroRecorder::reinit()
     if (m_macroPlaying.load()) stopMacro();
 
     {
-        std::lock_guard<std::mutex> guard(m_dataLock);
-        // Slot 0 lies outside the register range and is left as it is.
-        for (int n = kMacroMin; n <= kMacroMax; ++n) {
-            delete m_macros[static_cast<size_t>(n)];
-            m_macros[static_cast<size_t>(n)] = nullptr;
+        // The table is emptied and filled from the files in one step, so that
+        // no register change of another thread falls in between.
+        std::lock_guard<std::mutex> files(m_fileLock);
+        {
+            std::lock_guard<std::mutex> guard(m_dataLock);
+            // Slot 0 lies outside the register range and is left as it is.
+            for (int n = kMacroMin; n <= kMacroMax; ++n) {
+                delete m_macros[static_cast<size_t>(n)];
+                m_macros[static_cast<size_t>(n)] = nullptr;
+            }
+            m_attachMacro = -1;
+            m_simpleMacro = -1;
+            m_modeMacro = -1;
         }
-        m_attachMacro = -1;
-        m_simpleMacro = -1;
-        m_modeMacro = -1;
+        m_recording = false;
+        m_macroPlaying = false;
+        m_deleteAfterPlay = false;
+        loadMacros();
     }
-    m_recording = false;
-    m_macroPlaying = false;
-    m_deleteAfterPlay = false;
 
     driveRecordingReg();
     driveRecallActive();
     driveLatestRegNumber();
 
-    loadMacros();
     loadAttachments();
     driveAllMacroNames();
     driveAllMacroEmptyFlags();

@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <list>
 #include <map>
 #include <memory>
@@ -36,7 +37,12 @@ class TiXmlNode;
 // widget table and the tables fed by subscriptions. It is never held while
 // the host is called (state, FID receiver, panel events, publisher, widget
 // control), since the host may call straight back in. Flags shared with the
-// play thread are atomics.
+// play thread are atomics. m_fileLock, taken before m_dataLock, puts a
+// register's change and its file in step: a save copies the register under
+// it, so that the last save holds the last change. A register's name and
+// empty flag are published from the table as it stands when the host is
+// called; a thread that finds another one publishing leaves its register to
+// that one, so the last value published is the last value set.
 class MacroRecorder : public PDLStateSubscriber {
 public:
     static constexpr int kMacroMin = 1;
@@ -283,6 +289,10 @@ private:
     // Saves a copy of the register's macro, if any.
     void saveRegister(int number);
 
+    // Register state waiting to be published: the name or the empty flag.
+    enum class ERegisterKey { NAME, EMPTY };
+    void driveRegister(int number, ERegisterKey key);
+
     // Published state.
     void driveAttachViewOn();
     void driveAttachmentsActive();
@@ -334,7 +344,13 @@ private:
     std::atomic<bool> m_loadSaveInProgress{false};
     oskit::BinarySemaphore m_stopSemaphore;
 
+    std::mutex m_fileLock;
     mutable std::mutex m_dataLock;
+    // Guarded by m_dataLock: what waits to be published, in order, and whether
+    // a thread publishes it.
+    std::deque<std::pair<int, ERegisterKey>> m_registerQueue;
+    std::set<std::pair<int, ERegisterKey>> m_registerQueued;
+    bool m_registerPublishing = false;
     std::list<UniqueWidgetID> m_heldButtons;
     std::set<UniqueWidgetID> m_disabledWidgets;
     std::map<UniqueWidgetID, Widget> m_widgets;

@@ -13,12 +13,14 @@ bool MacroRecorder::onFIDRecordingStart(const FunctionID&, const FIDParameterLis
         return false;
     }
 
-    m_recordingReg = number;
-    m_recording = true;
+    {
+        // The old commands go at once; the file stays until the recording stops.
+        std::lock_guard<std::mutex> files(m_fileLock);
+        m_recordingReg = number;
+        m_recording = true;
+        storeMacro(number, createMacro(number));
+    }
     driveRecordingReg();
-
-    // The old commands go at once; the file stays until the recording stops.
-    storeMacro(number, createMacro(number));
     driveMacroName(number);
     driveMacroEmptyFlag(number);
     return true;

@@ -1,5 +1,6 @@
 // MacroRecorder: published state and the state it subscribes to.
 #include <cstdlib>
+#include <tuple>
 
 #include "fidmaphandler.h"
 #include "macrorecorder.h"
@@ -69,25 +70,57 @@ void MacroRecorder::driveLatestRegNumber()
 
 void MacroRecorder::driveMacroName(int number)
 {
-    if (number < 0 || number >= kMacroSlots) return;
-    std::string name;
-    std::vector<UniqueWidgetID> repaint;
-    {
-        std::lock_guard<std::mutex> guard(m_dataLock);
-        if (const Macro* pMacro = m_macros[static_cast<size_t>(number)]) name = pMacro->name;
-        for (const auto& [id, widget] : m_widgets)
-            if (widget.getMacro(Widget::REPLACE) == number && !m_moduleDriverIDs.count(UniqueModuleID(id)))
-                repaint.push_back(id);
-    }
-    m_pMapHandler->setStateValue(keyPrefix() + ".REG" + std::to_string(number) + ".NAME", name);
-    refreshWidgets(repaint);
+    driveRegister(number, ERegisterKey::NAME);
 }
 
 void MacroRecorder::driveMacroEmptyFlag(int number)
 {
+    driveRegister(number, ERegisterKey::EMPTY);
+}
+
+void MacroRecorder::driveRegister(int number, ERegisterKey key)
+{
     if (number < 0 || number >= kMacroSlots) return;
-    m_pMapHandler->setStateValue(keyPrefix() + ".REG" + std::to_string(number) + ".EMPTY",
-                                 hasMacro(number) ? "FALSE" : "TRUE");
+    {
+        std::lock_guard<std::mutex> guard(m_dataLock);
+        if (m_registerQueued.insert({number, key}).second) m_registerQueue.emplace_back(number, key);
+        if (m_registerPublishing) return;
+        m_registerPublishing = true;
+    }
+    // Publishes until nothing waits; what is queued meanwhile, here (the host
+    // calling back in) or on another thread, is taken by a later pass.
+    for (;;) {
+        int reg = 0;
+        ERegisterKey what = ERegisterKey::NAME;
+        std::string value;
+        std::vector<UniqueWidgetID> repaint;
+        {
+            std::lock_guard<std::mutex> guard(m_dataLock);
+            if (m_registerQueue.empty()) {
+                m_registerPublishing = false;
+                return;
+            }
+            std::tie(reg, what) = m_registerQueue.front();
+            m_registerQueue.pop_front();
+            m_registerQueued.erase({reg, what});
+            const Macro* pMacro = m_macros[static_cast<size_t>(reg)];
+            if (what == ERegisterKey::EMPTY) {
+                value = pMacro ? "FALSE" : "TRUE";
+            } else {
+                if (pMacro) value = pMacro->name;
+                for (const auto& [id, widget] : m_widgets)
+                    if (widget.getMacro(Widget::REPLACE) == reg && !m_moduleDriverIDs.count(UniqueModuleID(id)))
+                        repaint.push_back(id);
+            }
+        }
+        const std::string prefix = keyPrefix() + ".REG" + std::to_string(reg);
+        if (what == ERegisterKey::EMPTY) {
+            m_pMapHandler->setStateValue(prefix + ".EMPTY", value);
+        } else {
+            m_pMapHandler->setStateValue(prefix + ".NAME", value);
+            refreshWidgets(repaint);
+        }
+    }
 }
 
 void MacroRecorder::driveAllMacroNames()
