@@ -40,9 +40,10 @@ class TiXmlNode;
 // play thread are atomics. m_fileLock, taken before m_dataLock, puts a
 // register's change and its file in step: a save copies the register under
 // it, so that the last save holds the last change. A register's name and
-// empty flag are published from the table as it stands when the host is
-// called; a thread that finds another one publishing leaves its register to
-// that one, so the last value published is the last value set.
+// empty flag and the recorder's own keys are published from the table and
+// the flags as they stand when the host is called; a thread that finds
+// another one publishing leaves its key to that one, so the last value
+// published is the last value set.
 class MacroRecorder : public PDLStateSubscriber {
 public:
     static constexpr int kMacroMin = 1;
@@ -289,9 +290,24 @@ private:
     // Saves a copy of the register's macro, if any.
     void saveRegister(int number);
 
-    // Register state waiting to be published: the name or the empty flag.
-    enum class ERegisterKey { NAME, EMPTY };
-    void driveRegister(int number, ERegisterKey key);
+    // A published key of the recorder (the register's number counts for the
+    // name and the empty flag only). Queued, then published from the table and
+    // the flags as they stand when its turn comes.
+    enum class EStateKey {
+        NAME,
+        EMPTY,
+        ATTACH_VIEW,
+        ATTACHMENTS_ACTIVE,
+        ATTACH_MODE,
+        REPLACE_MODE,
+        RECORDING_REG,
+        RECALL_ACTIVE,
+        LATEST_REG
+    };
+    void driveKey(EStateKey key, int number = 0);
+    // The key's name and text (data lock held); widgets to repaint for a name.
+    void stateOfKey(EStateKey key, int number, std::string& name, std::string& value,
+                    std::vector<UniqueWidgetID>& repaint) const;
 
     // Published state.
     void driveAttachViewOn();
@@ -348,9 +364,9 @@ private:
     mutable std::mutex m_dataLock;
     // Guarded by m_dataLock: what waits to be published, in order, and whether
     // a thread publishes it.
-    std::deque<std::pair<int, ERegisterKey>> m_registerQueue;
-    std::set<std::pair<int, ERegisterKey>> m_registerQueued;
-    bool m_registerPublishing = false;
+    std::deque<std::pair<EStateKey, int>> m_stateQueue;
+    std::set<std::pair<EStateKey, int>> m_stateQueued;
+    bool m_statePublishing = false;
     std::list<UniqueWidgetID> m_heldButtons;
     std::set<UniqueWidgetID> m_disabledWidgets;
     std::map<UniqueWidgetID, Widget> m_widgets;
