@@ -51,6 +51,12 @@ bool MacroRecorder::Widget::hasAttachments() const
 // ---- construction ----------------------------------------------------------------------------
 
 MacroRecorder::MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler, MFDConfigHandler* pConfigHandler)
+    : MacroRecorder(workplace, pMapHandler, pConfigHandler, StartInterfaces())
+{
+}
+
+MacroRecorder::MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler, MFDConfigHandler* pConfigHandler,
+                             const StartInterfaces& interfaces)
     : m_pMapHandler(pMapHandler),
       m_pConfigHandler(pConfigHandler),
       m_controlThread(workplace),
@@ -86,6 +92,11 @@ MacroRecorder::MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler,
     loadAttachments();
     driveAllMacroNames();
     driveAllMacroEmptyFlags();
+
+    if (interfaces.receiver) setFIDReceiverInterface(interfaces.receiver);
+    if (interfaces.widgetControl) setWidgetControlInterface(interfaces.widgetControl);
+    if (interfaces.panelEvent) setPanelEventInterface(interfaces.panelEvent);
+    if (interfaces.publisher) setPSPublisherInterface(interfaces.publisher);
 
     // Last, since play threads of other workplaces reach the recorder through
     // these names as soon as they are in the registry.

@@ -117,7 +117,18 @@ public:
     // Looks the log output up once per process.
     static void initLog();
 
+    // The host interfaces a recorder made while the module runs starts with, so
+    // that they are in place before its FIDs can be reached.
+    struct StartInterfaces {
+        IFunctionID* receiver = nullptr;
+        IWidgetControl* widgetControl = nullptr;
+        IPanelEvent* panelEvent = nullptr;
+        IPSPublisher* publisher = nullptr;
+    };
+
     MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler, MFDConfigHandler* pConfigHandler);
+    MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler, MFDConfigHandler* pConfigHandler,
+                  const StartInterfaces& interfaces);
     ~MacroRecorder() override;
     MacroRecorder(const MacroRecorder&) = delete;
     MacroRecorder& operator=(const MacroRecorder&) = delete;

@@ -38,7 +38,8 @@ MacroSystem::~MacroSystem()
 
     std::vector<MacroRecorder*> owned;
     {
-        std::lock_guard<std::mutex> guard(m_lock);
+        std::unique_lock<std::mutex> guard(m_lock);
+        m_made.wait(guard, [this] { return m_making.empty(); });
         owned.swap(m_recorders);
         m_pWidgetControl = nullptr;
         m_pFIDReceiver = nullptr;
@@ -101,20 +102,16 @@ MacroRecorder* MacroSystem::getRecorder(unsigned int workplace)
     }
     if (workplace >= m_recorders.size()) m_recorders.resize(static_cast<size_t>(workplace) + 1, nullptr);
     m_making.emplace(workplace, std::this_thread::get_id());
+    // An interface handed in meanwhile reaches this recorder too: the setters
+    // wait for the recorders in the making.
+    MacroRecorder::StartInterfaces interfaces;
+    interfaces.receiver = m_pFIDReceiver;
+    interfaces.widgetControl = m_pWidgetControl;
+    interfaces.panelEvent = m_pPanelEvent;
+    interfaces.publisher = m_pPSPublisher;
     guard.unlock();
 
-    auto* recorder = new MacroRecorder(workplace, m_pMapHandler, m_pConfigHandler);
-    guard.lock();
-    IFunctionID* receiver = m_pFIDReceiver;
-    IWidgetControl* control = m_pWidgetControl;
-    IPanelEvent* panelEvent = m_pPanelEvent;
-    IPSPublisher* publisher = m_pPSPublisher;
-    guard.unlock();
-    if (receiver) recorder->setFIDReceiverInterface(receiver);
-    if (control) recorder->setWidgetControlInterface(control);
-    if (panelEvent) recorder->setPanelEventInterface(panelEvent);
-    if (publisher) recorder->setPSPublisherInterface(publisher);
-
+    auto* recorder = new MacroRecorder(workplace, m_pMapHandler, m_pConfigHandler, interfaces);
     guard.lock();
     m_recorders[workplace] = recorder;
     m_making.erase(workplace);

@@ -33,6 +33,24 @@ private:
     std::atomic<bool> m_fired{false};
 };
 
+// Notes whether a recorder's FIDs were reachable when it subscribed to its colour.
+class WatchingPublisher : public FakePublisher {
+public:
+    WatchingPublisher(FIDMapHandler& map, unsigned workplace) : m_map(map), m_workplace(workplace) {}
+    void subscribe(const std::string& key, std::shared_ptr<PDLStateSubscriber> subscriber) override
+    {
+        const std::string wp = std::to_string(m_workplace);
+        if (key == "PANEL.SETTINGS" + wp + ".COLOR.MACRO")
+            registeredAtSubscribe = m_map.findStaticFIDFunction("MACRO" + wp + ".RECALL") != nullptr ? 1 : 0;
+        FakePublisher::subscribe(key, subscriber);
+    }
+    std::atomic<int> registeredAtSubscribe{-1};
+
+private:
+    FIDMapHandler& m_map;
+    unsigned m_workplace;
+};
+
 std::string showOutput(const std::string& line)
 {
     ::testing::internal::CaptureStdout();
@@ -170,6 +188,20 @@ TEST_F(MacroSystemTest, RecorderFIDsAreRegisteredOnlyOnceTheRecorderIsMade)
     EXPECT_TRUE(state.answer.load());
     EXPECT_NE(rig.map.findStaticFIDFunction("MACRO4.RECALL"), nullptr);
     rig.map.setPanelStateInterface(&rig.state);
+}
+
+TEST_F(MacroSystemTest, ARecorderMadeWhileRunningHasTheHostInterfacesBeforeItsFIDsCanBeReached)
+{
+    MacroSystem& s = rig.makeSystem();
+    WatchingPublisher publisher(rig.map, 6);
+    s.setFIDReceiverInterface(&rig.receiver);
+    s.setPanelEventInterface(&rig.events);
+    s.setPSPublisherInterface(&publisher);
+    s.getRecorder(6);
+    EXPECT_EQ(publisher.registeredAtSubscribe.load(), 0);
+    EXPECT_NE(rig.map.findStaticFIDFunction("MACRO6.RECALL"), nullptr);
+    EXPECT_EQ(publisher.subscribed(), std::vector<std::string>{"PANEL.SETTINGS6.COLOR.MACRO"});
+    rig.system.reset();
 }
 
 TEST_F(MacroSystemTest, RecordFIDIsRoutedByTheSourceWorkplace)
