@@ -31,13 +31,16 @@ bool MacroRecorder::onFIDRecordingStop(const FunctionID&, const FIDParameterList
     if (!m_recording.load()) return true;
     m_recording = false;
     const int number = m_recordingReg.load();
-    // The register may have been deleted while it recorded: nothing to save then.
-    std::unique_ptr<Macro> pMacro = copyMacro(number);
-    if (pMacro)
-        saveMacro(pMacro.get(), number);
-    else
-        s_pLog->level(oskit::LOG_ERROR) << "Ignoring macro save request: macro # " << number
-                                        << " was deleted while recording" << std::endl;
+    {
+        // The register may have been deleted while it recorded: nothing to save then.
+        std::lock_guard<std::mutex> files(m_fileLock);
+        std::unique_ptr<Macro> pMacro = copyMacro(number);
+        if (pMacro)
+            saveMacro(pMacro.get(), number);
+        else
+            s_pLog->level(oskit::LOG_ERROR) << "Ignoring macro save request: macro # " << number
+                                            << " was deleted while recording" << std::endl;
+    }
     m_recordingReg = -1;
     driveRecordingReg();
     return true;
