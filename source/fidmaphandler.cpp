@@ -36,15 +36,18 @@ void FIDMapHandler::showState() const {}
 
 bool FIDMapHandler::unregisterFunction(const FunctionID& name)
 {
+    std::lock_guard<std::mutex> guard(m_lock);
     auto it = m_staticMap.find(name);
     if (it == m_staticMap.end()) return false;
-    delete it->second;
+    // Another thread may be about to call it.
+    m_retiredStatic.push_back(it->second);
     m_staticMap.erase(it);
     return true;
 }
 
 StaticFIDFunctionBase* FIDMapHandler::findStaticFIDFunction(const FunctionID& name) const
 {
+    std::lock_guard<std::mutex> guard(m_lock);
     auto it = m_staticMap.find(name);
     return it == m_staticMap.end() ? nullptr : it->second;
 }
@@ -52,6 +55,7 @@ StaticFIDFunctionBase* FIDMapHandler::findStaticFIDFunction(const FunctionID& na
 ParamFIDFunctionBase* FIDMapHandler::findParamFIDFunction(const FunctionID& name, FIDParameterList& captures) const
 {
     const FIDHelper helper(name);
+    std::lock_guard<std::mutex> guard(m_lock);
     for (ParamFIDFunctionBase* entry : m_paramList) {
         const FIDPatternHelper pattern(entry->getParameterizedFID());
         if (pattern.matches(helper)) {
@@ -65,6 +69,7 @@ ParamFIDFunctionBase* FIDMapHandler::findParamFIDFunction(const FunctionID& name
 std::list<FunctionID> FIDMapHandler::registeredNames() const
 {
     std::list<FunctionID> names;
+    std::lock_guard<std::mutex> guard(m_lock);
     for (const auto& entry : m_staticMap)
         if (entry.second) names.push_back(entry.first);
     return names;
@@ -72,35 +77,35 @@ std::list<FunctionID> FIDMapHandler::registeredNames() const
 
 void FIDMapHandler::setStateValue(const std::string& key, const std::string& value) const
 {
-    if (m_pIPanelState) m_pIPanelState->setStateValue(key, value);
+    if (IPanelState* state = m_pIPanelState.load()) state->setStateValue(key, value);
 }
 
 void FIDMapHandler::setStateValueFloat(const std::string& key, float value) const
 {
-    if (m_pIPanelState) m_pIPanelState->setStateValueFloat(key, value);
+    if (IPanelState* state = m_pIPanelState.load()) state->setStateValueFloat(key, value);
 }
 
 void FIDMapHandler::setStateValueInt(const std::string& key, int value) const
 {
-    if (m_pIPanelState) m_pIPanelState->setStateValueInt(key, value);
+    if (IPanelState* state = m_pIPanelState.load()) state->setStateValueInt(key, value);
 }
 
 void FIDMapHandler::setStateValueBool(const std::string& key, bool value) const
 {
-    if (m_pIPanelState) m_pIPanelState->setStateValueBool(key, value);
+    if (IPanelState* state = m_pIPanelState.load()) state->setStateValueBool(key, value);
 }
 
 void FIDMapHandler::unsetStateValue(const std::string& key) const
 {
-    if (m_pIPanelState) m_pIPanelState->unsetStateValue(key);
+    if (IPanelState* state = m_pIPanelState.load()) state->unsetStateValue(key);
 }
 
 void FIDMapHandler::triggerEvent(const std::string& event, const std::string& value) const
 {
-    if (m_pIPanelState) m_pIPanelState->triggerEvent(event, value);
+    if (IPanelState* state = m_pIPanelState.load()) state->triggerEvent(event, value);
 }
 
 void FIDMapHandler::dispatchFID(const FunctionID& name, const FIDParameterList& params) const
 {
-    if (m_pIDistributorFID) m_pIDistributorFID->dispatchFID(name, params);
+    if (IDistributorFID* distributor = m_pIDistributorFID.load()) distributor->dispatchFID(name, params);
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <list>
 #include <map>
+#include <mutex>
 #include <string>
 
 #include "panelkit/FIDHelper.h"
@@ -64,6 +66,14 @@ private:
 
 // The module's one registry of FID handlers and its one way out to the host's
 // state table and FID distributor.
+//
+// Locking: m_lock guards the two tables and the retired lists. Handlers run on
+// the host's FID thread and on the macro play threads while a new recorder
+// registers its names, so every look-up and change takes it; a handler is
+// called, and the host is reached, without it. Entries are never freed while
+// the registry lives (unlinked ones are retired), so a handler found under the
+// lock stays callable after it is released. The host pointers are atomics,
+// since background threads publish state.
 class FIDMapHandler : public IFunctionID {
 public:
     FIDMapHandler();
@@ -81,6 +91,7 @@ public:
     template <class T>
     bool registerFunction(const FunctionID& name, T* object, bool (T::*handler)(const FunctionID&, const FIDParameterList*))
     {
+        std::lock_guard<std::mutex> guard(m_lock);
         if (m_staticMap.find(name) != m_staticMap.end()) return false;
         m_staticMap.emplace(name, new StaticFIDFunctionImpl<T>(object, handler));
         return true;
@@ -91,10 +102,12 @@ public:
     void registerParamFunction(const FunctionID& pattern, T* object,
                                bool (T::*handler)(const FunctionID&, const FIDParameterList*, const FIDPatternList&))
     {
+        std::lock_guard<std::mutex> guard(m_lock);
         m_paramList.push_back(new ParamFIDFunctionImpl<T>(pattern, object, handler));
     }
 
-    // Deletes the exact entry of this name; false when absent. Patterns are not searched.
+    // Unlinks the exact entry of this name (freed with the registry); false when
+    // absent. Patterns are not searched.
     bool unregisterFunction(const FunctionID& name);
 
     // Unlinks every entry bound to this object. The function objects are not
@@ -102,6 +115,7 @@ public:
     template <class T>
     void unregisterObject(T* object)
     {
+        std::lock_guard<std::mutex> guard(m_lock);
         for (auto it = m_staticMap.begin(); it != m_staticMap.end();) {
             auto* impl = dynamic_cast<StaticFIDFunctionImpl<T>*>(it->second);
             if (impl && impl->getObject() == object) {
@@ -141,8 +155,9 @@ public:
     void setDistributorFIDInterface(IDistributorFID* distributor) { m_pIDistributorFID = distributor; }
 
 private:
-    IPanelState* m_pIPanelState = nullptr;
-    IDistributorFID* m_pIDistributorFID = nullptr;
+    std::atomic<IPanelState*> m_pIPanelState{nullptr};
+    std::atomic<IDistributorFID*> m_pIDistributorFID{nullptr};
+    mutable std::mutex m_lock;
     std::map<FunctionID, StaticFIDFunctionBase*> m_staticMap;
     std::list<ParamFIDFunctionBase*> m_paramList;
     // Entries unlinked by unregisterObject, freed by the destructor.

@@ -51,6 +51,12 @@ bool MacroRecorder::Widget::hasAttachments() const
 // ---- construction ----------------------------------------------------------------------------
 
 MacroRecorder::MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler, MFDConfigHandler* pConfigHandler)
+    : MacroRecorder(workplace, pMapHandler, pConfigHandler, StartInterfaces())
+{
+}
+
+MacroRecorder::MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler, MFDConfigHandler* pConfigHandler,
+                             const StartInterfaces& interfaces)
     : m_pMapHandler(pMapHandler),
       m_pConfigHandler(pConfigHandler),
       m_controlThread(workplace),
@@ -61,7 +67,6 @@ MacroRecorder::MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler,
     PANEL_ASSERT(m_pMapHandler, "m_pMapHandler");
     PANEL_ASSERT(m_pConfigHandler, "m_pConfigHandler");
 
-    registerFIDs();
     m_macroColors["PANEL"] = "YELLOW";
 
     driveAttachViewOn();
@@ -87,6 +92,15 @@ MacroRecorder::MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler,
     loadAttachments();
     driveAllMacroNames();
     driveAllMacroEmptyFlags();
+
+    if (interfaces.receiver) setFIDReceiverInterface(interfaces.receiver);
+    if (interfaces.widgetControl) setWidgetControlInterface(interfaces.widgetControl);
+    if (interfaces.panelEvent) setPanelEventInterface(interfaces.panelEvent);
+    if (interfaces.publisher) setPSPublisherInterface(interfaces.publisher);
+
+    // Last, since play threads of other workplaces reach the recorder through
+    // these names as soon as they are in the registry.
+    registerFIDs();
 }
 
 MacroRecorder::~MacroRecorder()
@@ -191,25 +205,30 @@ void MacroRecorder::reinit()
     if (m_macroPlaying.load()) stopMacro();
 
     {
-        std::lock_guard<std::mutex> guard(m_dataLock);
-        // Slot 0 lies outside the register range and is left as it is.
-        for (int n = kMacroMin; n <= kMacroMax; ++n) {
-            delete m_macros[static_cast<size_t>(n)];
-            m_macros[static_cast<size_t>(n)] = nullptr;
+        // The table is emptied and filled from the files in one step, so that
+        // no register change of another thread falls in between.
+        std::lock_guard<std::mutex> files(m_fileLock);
+        {
+            std::lock_guard<std::mutex> guard(m_dataLock);
+            // Slot 0 lies outside the register range and is left as it is.
+            for (int n = kMacroMin; n <= kMacroMax; ++n) {
+                delete m_macros[static_cast<size_t>(n)];
+                m_macros[static_cast<size_t>(n)] = nullptr;
+            }
+            m_attachMacro = -1;
+            m_simpleMacro = -1;
+            m_modeMacro = -1;
         }
-        m_attachMacro = -1;
-        m_simpleMacro = -1;
-        m_modeMacro = -1;
+        m_recording = false;
+        m_macroPlaying = false;
+        m_deleteAfterPlay = false;
+        loadMacros();
     }
-    m_recording = false;
-    m_macroPlaying = false;
-    m_deleteAfterPlay = false;
 
     driveRecordingReg();
     driveRecallActive();
     driveLatestRegNumber();
 
-    loadMacros();
     loadAttachments();
     driveAllMacroNames();
     driveAllMacroEmptyFlags();

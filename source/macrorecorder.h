@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <list>
 #include <map>
 #include <memory>
@@ -36,7 +37,13 @@ class TiXmlNode;
 // widget table and the tables fed by subscriptions. It is never held while
 // the host is called (state, FID receiver, panel events, publisher, widget
 // control), since the host may call straight back in. Flags shared with the
-// play thread are atomics.
+// play thread are atomics. m_fileLock, taken before m_dataLock, puts a
+// register's change and its file in step: a save copies the register under
+// it, so that the last save holds the last change. A register's name and
+// empty flag and the recorder's own keys are published from the table and
+// the flags as they stand when the host is called; a thread that finds
+// another one publishing leaves its key to that one, so the last value
+// published is the last value set.
 class MacroRecorder : public PDLStateSubscriber {
 public:
     static constexpr int kMacroMin = 1;
@@ -110,7 +117,18 @@ public:
     // Looks the log output up once per process.
     static void initLog();
 
+    // The host interfaces a recorder made while the module runs starts with, so
+    // that they are in place before its FIDs can be reached.
+    struct StartInterfaces {
+        IFunctionID* receiver = nullptr;
+        IWidgetControl* widgetControl = nullptr;
+        IPanelEvent* panelEvent = nullptr;
+        IPSPublisher* publisher = nullptr;
+    };
+
     MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler, MFDConfigHandler* pConfigHandler);
+    MacroRecorder(unsigned int workplace, FIDMapHandler* pMapHandler, MFDConfigHandler* pConfigHandler,
+                  const StartInterfaces& interfaces);
     ~MacroRecorder() override;
     MacroRecorder(const MacroRecorder&) = delete;
     MacroRecorder& operator=(const MacroRecorder&) = delete;
@@ -283,6 +301,25 @@ private:
     // Saves a copy of the register's macro, if any.
     void saveRegister(int number);
 
+    // A published key of the recorder (the register's number counts for the
+    // name and the empty flag only). Queued, then published from the table and
+    // the flags as they stand when its turn comes.
+    enum class EStateKey {
+        NAME,
+        EMPTY,
+        ATTACH_VIEW,
+        ATTACHMENTS_ACTIVE,
+        ATTACH_MODE,
+        REPLACE_MODE,
+        RECORDING_REG,
+        RECALL_ACTIVE,
+        LATEST_REG
+    };
+    void driveKey(EStateKey key, int number = 0);
+    // The key's name and text (data lock held); widgets to repaint for a name.
+    void stateOfKey(EStateKey key, int number, std::string& name, std::string& value,
+                    std::vector<UniqueWidgetID>& repaint) const;
+
     // Published state.
     void driveAttachViewOn();
     void driveAttachmentsActive();
@@ -334,7 +371,13 @@ private:
     std::atomic<bool> m_loadSaveInProgress{false};
     oskit::BinarySemaphore m_stopSemaphore;
 
+    std::mutex m_fileLock;
     mutable std::mutex m_dataLock;
+    // Guarded by m_dataLock: what waits to be published, in order, and whether
+    // a thread publishes it.
+    std::deque<std::pair<EStateKey, int>> m_stateQueue;
+    std::set<std::pair<EStateKey, int>> m_stateQueued;
+    bool m_statePublishing = false;
     std::list<UniqueWidgetID> m_heldButtons;
     std::set<UniqueWidgetID> m_disabledWidgets;
     std::map<UniqueWidgetID, Widget> m_widgets;

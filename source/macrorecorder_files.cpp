@@ -235,6 +235,7 @@ void MacroRecorder::saveMacro(const Macro* pMacro, int number) const
 
 void MacroRecorder::saveRegister(int number)
 {
+    std::lock_guard<std::mutex> files(m_fileLock);
     std::unique_ptr<Macro> copy = copyMacro(number);
     if (copy) saveMacro(copy.get(), number);
 }
@@ -308,8 +309,11 @@ void MacroRecorder::deleteMacro(int number)
 
 void MacroRecorder::removeMacro(int number)
 {
-    storeMacro(number, nullptr);
-    oskit::File::remove(getMacroFilePath(number));
+    {
+        std::lock_guard<std::mutex> files(m_fileLock);
+        storeMacro(number, nullptr);
+        oskit::File::remove(getMacroFilePath(number));
+    }
     driveMacroName(number);
     driveMacroEmptyFlag(number);
 }

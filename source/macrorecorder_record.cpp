@@ -13,12 +13,14 @@ bool MacroRecorder::onFIDRecordingStart(const FunctionID&, const FIDParameterLis
         return false;
     }
 
-    m_recordingReg = number;
-    m_recording = true;
+    {
+        // The old commands go at once; the file stays until the recording stops.
+        std::lock_guard<std::mutex> files(m_fileLock);
+        m_recordingReg = number;
+        m_recording = true;
+        storeMacro(number, createMacro(number));
+    }
     driveRecordingReg();
-
-    // The old commands go at once; the file stays until the recording stops.
-    storeMacro(number, createMacro(number));
     driveMacroName(number);
     driveMacroEmptyFlag(number);
     return true;
@@ -29,13 +31,16 @@ bool MacroRecorder::onFIDRecordingStop(const FunctionID&, const FIDParameterList
     if (!m_recording.load()) return true;
     m_recording = false;
     const int number = m_recordingReg.load();
-    // The register may have been deleted while it recorded: nothing to save then.
-    std::unique_ptr<Macro> pMacro = copyMacro(number);
-    if (pMacro)
-        saveMacro(pMacro.get(), number);
-    else
-        s_pLog->level(oskit::LOG_ERROR) << "Ignoring macro save request: macro # " << number
-                                        << " was deleted while recording" << std::endl;
+    {
+        // The register may have been deleted while it recorded: nothing to save then.
+        std::lock_guard<std::mutex> files(m_fileLock);
+        std::unique_ptr<Macro> pMacro = copyMacro(number);
+        if (pMacro)
+            saveMacro(pMacro.get(), number);
+        else
+            s_pLog->level(oskit::LOG_ERROR) << "Ignoring macro save request: macro # " << number
+                                            << " was deleted while recording" << std::endl;
+    }
     m_recordingReg = -1;
     driveRecordingReg();
     return true;

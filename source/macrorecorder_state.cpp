@@ -26,68 +26,136 @@ bool endsWith(const std::string& text, const std::string& end)
 
 void MacroRecorder::driveAttachViewOn()
 {
-    m_pMapHandler->setStateValue(keyPrefix() + ".ATTACH.VIEW", onOff(m_attachViewOn.load()));
+    driveKey(EStateKey::ATTACH_VIEW);
 }
 
 void MacroRecorder::driveAttachmentsActive()
 {
-    m_pMapHandler->setStateValue(keyPrefix() + ".ATTACHMENTS.ACTIVE", onOff(m_attachmentsActive.load()));
+    driveKey(EStateKey::ATTACHMENTS_ACTIVE);
 }
 
 void MacroRecorder::driveAttachmentsMode()
 {
-    static const char* const kModeNames[] = {"PRE", "REPLACE", "POST", "NONE"};
-    const int mode = m_attachMode.load();
-    m_pMapHandler->setStateValue(keyPrefix() + ".ATTACH.MODE", kModeNames[(mode >= 0 && mode <= 3) ? mode : 3]);
+    driveKey(EStateKey::ATTACH_MODE);
     driveReplaceMode();
 }
 
 void MacroRecorder::driveReplaceMode()
 {
-    static const char* const kReplaceNames[] = {"OFF", "SIMPLE", "SECURE"};
-    const int mode = m_replaceMode.load();
-    m_pMapHandler->setStateValue(keyPrefix() + ".ATTACH.REPLACEMODE",
-                                 kReplaceNames[(mode >= 0 && mode <= 2) ? mode : 0]);
+    driveKey(EStateKey::REPLACE_MODE);
 }
 
 void MacroRecorder::driveRecordingReg()
 {
-    m_pMapHandler->setStateValue(keyPrefix() + ".RECORDING.REG",
-                                 m_recording.load() ? std::to_string(m_recordingReg.load()) : std::string("INV"));
+    driveKey(EStateKey::RECORDING_REG);
 }
 
 void MacroRecorder::driveRecallActive()
 {
-    m_pMapHandler->setStateValue(keyPrefix() + ".LATEST.ACTIVE", onOff(m_macroPlaying.load()));
+    driveKey(EStateKey::RECALL_ACTIVE);
 }
 
 void MacroRecorder::driveLatestRegNumber()
 {
-    const int latest = m_latestReg.load();
-    m_pMapHandler->setStateValue(keyPrefix() + ".LATEST.REG", latest < 0 ? std::string("INV") : std::to_string(latest));
+    driveKey(EStateKey::LATEST_REG);
 }
 
 void MacroRecorder::driveMacroName(int number)
 {
     if (number < 0 || number >= kMacroSlots) return;
-    std::string name;
-    std::vector<UniqueWidgetID> repaint;
-    {
-        std::lock_guard<std::mutex> guard(m_dataLock);
-        if (const Macro* pMacro = m_macros[static_cast<size_t>(number)]) name = pMacro->name;
-        for (const auto& [id, widget] : m_widgets)
-            if (widget.getMacro(Widget::REPLACE) == number && !m_moduleDriverIDs.count(UniqueModuleID(id)))
-                repaint.push_back(id);
-    }
-    m_pMapHandler->setStateValue(keyPrefix() + ".REG" + std::to_string(number) + ".NAME", name);
-    refreshWidgets(repaint);
+    driveKey(EStateKey::NAME, number);
 }
 
 void MacroRecorder::driveMacroEmptyFlag(int number)
 {
     if (number < 0 || number >= kMacroSlots) return;
-    m_pMapHandler->setStateValue(keyPrefix() + ".REG" + std::to_string(number) + ".EMPTY",
-                                 hasMacro(number) ? "FALSE" : "TRUE");
+    driveKey(EStateKey::EMPTY, number);
+}
+
+void MacroRecorder::stateOfKey(EStateKey key, int number, std::string& name, std::string& value,
+                               std::vector<UniqueWidgetID>& repaint) const
+{
+    static const char* const kModeNames[] = {"PRE", "REPLACE", "POST", "NONE"};
+    static const char* const kReplaceNames[] = {"OFF", "SIMPLE", "SECURE"};
+    const std::string prefix = keyPrefix();
+    switch (key) {
+    case EStateKey::NAME: {
+        name = prefix + ".REG" + std::to_string(number) + ".NAME";
+        if (const Macro* pMacro = m_macros[static_cast<size_t>(number)]) value = pMacro->name;
+        for (const auto& [id, widget] : m_widgets)
+            if (widget.getMacro(Widget::REPLACE) == number && !m_moduleDriverIDs.count(UniqueModuleID(id)))
+                repaint.push_back(id);
+        break;
+    }
+    case EStateKey::EMPTY:
+        name = prefix + ".REG" + std::to_string(number) + ".EMPTY";
+        value = m_macros[static_cast<size_t>(number)] ? "FALSE" : "TRUE";
+        break;
+    case EStateKey::ATTACH_VIEW:
+        name = prefix + ".ATTACH.VIEW";
+        value = onOff(m_attachViewOn.load());
+        break;
+    case EStateKey::ATTACHMENTS_ACTIVE:
+        name = prefix + ".ATTACHMENTS.ACTIVE";
+        value = onOff(m_attachmentsActive.load());
+        break;
+    case EStateKey::ATTACH_MODE: {
+        const int mode = m_attachMode.load();
+        name = prefix + ".ATTACH.MODE";
+        value = kModeNames[(mode >= 0 && mode <= 3) ? mode : 3];
+        break;
+    }
+    case EStateKey::REPLACE_MODE: {
+        const int mode = m_replaceMode.load();
+        name = prefix + ".ATTACH.REPLACEMODE";
+        value = kReplaceNames[(mode >= 0 && mode <= 2) ? mode : 0];
+        break;
+    }
+    case EStateKey::RECORDING_REG:
+        name = prefix + ".RECORDING.REG";
+        value = m_recording.load() ? std::to_string(m_recordingReg.load()) : std::string("INV");
+        break;
+    case EStateKey::RECALL_ACTIVE:
+        name = prefix + ".LATEST.ACTIVE";
+        value = onOff(m_macroPlaying.load());
+        break;
+    case EStateKey::LATEST_REG: {
+        const int latest = m_latestReg.load();
+        name = prefix + ".LATEST.REG";
+        value = latest < 0 ? std::string("INV") : std::to_string(latest);
+        break;
+    }
+    }
+}
+
+void MacroRecorder::driveKey(EStateKey key, int number)
+{
+    {
+        std::lock_guard<std::mutex> guard(m_dataLock);
+        if (m_stateQueued.insert({key, number}).second) m_stateQueue.emplace_back(key, number);
+        if (m_statePublishing) return;
+        m_statePublishing = true;
+    }
+    // Publishes until nothing waits; what is queued meanwhile, here (the host
+    // calling back in) or on another thread, is taken by a later pass.
+    for (;;) {
+        std::string name;
+        std::string value;
+        std::vector<UniqueWidgetID> repaint;
+        {
+            std::lock_guard<std::mutex> guard(m_dataLock);
+            if (m_stateQueue.empty()) {
+                m_statePublishing = false;
+                return;
+            }
+            const auto [what, reg] = m_stateQueue.front();
+            m_stateQueue.pop_front();
+            m_stateQueued.erase({what, reg});
+            stateOfKey(what, reg, name, value, repaint);
+        }
+        m_pMapHandler->setStateValue(name, value);
+        refreshWidgets(repaint);
+    }
 }
 
 void MacroRecorder::driveAllMacroNames()

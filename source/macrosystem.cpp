@@ -38,7 +38,8 @@ MacroSystem::~MacroSystem()
 
     std::vector<MacroRecorder*> owned;
     {
-        std::lock_guard<std::recursive_mutex> guard(m_lock);
+        std::unique_lock<std::mutex> guard(m_lock);
+        m_made.wait(guard, [this] { return m_making.empty(); });
         owned.swap(m_recorders);
         m_pWidgetControl = nullptr;
         m_pFIDReceiver = nullptr;
@@ -59,34 +60,63 @@ IInterface* MacroSystem::queryInterface(unsigned int id)
 
 MacroRecorder* MacroSystem::findRecorder(unsigned int workplace) const
 {
-    std::lock_guard<std::recursive_mutex> guard(m_lock);
+    std::lock_guard<std::mutex> guard(m_lock);
     return workplace < m_recorders.size() ? m_recorders[workplace] : nullptr;
 }
 
 size_t MacroSystem::recorderSlots() const
 {
-    std::lock_guard<std::recursive_mutex> guard(m_lock);
+    std::lock_guard<std::mutex> guard(m_lock);
     return m_recorders.size();
+}
+
+bool MacroSystem::othersMaking() const
+{
+    for (const auto& making : m_making)
+        if (making.second != std::this_thread::get_id()) return true;
+    return false;
 }
 
 std::vector<MacroRecorder*> MacroSystem::recorders() const
 {
-    std::lock_guard<std::recursive_mutex> guard(m_lock);
+    std::unique_lock<std::mutex> guard(m_lock);
+    m_made.wait(guard, [this] { return !othersMaking(); });
     return m_recorders;
 }
 
 MacroRecorder* MacroSystem::getRecorder(unsigned int workplace)
 {
-    std::lock_guard<std::recursive_mutex> guard(m_lock);
+    std::unique_lock<std::mutex> guard(m_lock);
+    for (;;) {
+        if (workplace < m_recorders.size() && m_recorders[workplace]) return m_recorders[workplace];
+        auto making = m_making.find(workplace);
+        if (making == m_making.end()) break;
+        if (making->second == std::this_thread::get_id()) {
+            guard.unlock();
+            MacroRecorder::initLog();
+            MacroRecorder::s_pLog->level(oskit::LOG_WARN)
+                << "macro recorder of workplace " << workplace << " asked for while it is being made" << std::endl;
+            return nullptr;
+        }
+        m_made.wait(guard);
+    }
     if (workplace >= m_recorders.size()) m_recorders.resize(static_cast<size_t>(workplace) + 1, nullptr);
-    if (MacroRecorder* existing = m_recorders[workplace]) return existing;
+    m_making.emplace(workplace, std::this_thread::get_id());
+    // An interface handed in meanwhile reaches this recorder too: the setters
+    // wait for the recorders in the making.
+    MacroRecorder::StartInterfaces interfaces;
+    interfaces.receiver = m_pFIDReceiver;
+    interfaces.widgetControl = m_pWidgetControl;
+    interfaces.panelEvent = m_pPanelEvent;
+    interfaces.publisher = m_pPSPublisher;
+    guard.unlock();
 
-    auto* recorder = new MacroRecorder(workplace, m_pMapHandler, m_pConfigHandler);
+    auto* recorder = new MacroRecorder(workplace, m_pMapHandler, m_pConfigHandler, interfaces);
+    guard.lock();
     m_recorders[workplace] = recorder;
-    if (m_pFIDReceiver) recorder->setFIDReceiverInterface(m_pFIDReceiver);
-    if (m_pWidgetControl) recorder->setWidgetControlInterface(m_pWidgetControl);
-    if (m_pPanelEvent) recorder->setPanelEventInterface(m_pPanelEvent);
-    if (m_pPSPublisher) recorder->setPSPublisherInterface(m_pPSPublisher);
+    m_making.erase(workplace);
+    guard.unlock();
+    m_made.notify_all();
     return recorder;
 }
 
@@ -94,68 +124,73 @@ MacroRecorder* MacroSystem::getRecorder(unsigned int workplace)
 
 bool MacroSystem::isInReplaceMode(const UniqueWidgetID& widget)
 {
-    return getRecorder(widget.getWorkplaceID())->isInReplaceMode(widget);
+    MacroRecorder* recorder = getRecorder(widget.getWorkplaceID());
+    return recorder ? recorder->isInReplaceMode(widget) : false;
 }
 
 bool MacroSystem::execPreMacro(const UniqueWidgetID& widget)
 {
-    return getRecorder(widget.getWorkplaceID())->execPreMacro(widget);
+    MacroRecorder* recorder = getRecorder(widget.getWorkplaceID());
+    return recorder ? recorder->execPreMacro(widget) : false;
 }
 
 bool MacroSystem::execReplaceMacro(const UniqueWidgetID& widget)
 {
-    return getRecorder(widget.getWorkplaceID())->execReplaceMacro(widget);
+    MacroRecorder* recorder = getRecorder(widget.getWorkplaceID());
+    return recorder ? recorder->execReplaceMacro(widget) : false;
 }
 
 void MacroSystem::execPostMacro(const UniqueWidgetID& widget)
 {
-    getRecorder(widget.getWorkplaceID())->execPostMacro(widget);
+    if (MacroRecorder* recorder = getRecorder(widget.getWorkplaceID())) recorder->execPostMacro(widget);
 }
 
 void MacroSystem::completePreMacro(const UniqueWidgetID& widget)
 {
-    getRecorder(widget.getWorkplaceID())->completePreMacro(widget);
+    if (MacroRecorder* recorder = getRecorder(widget.getWorkplaceID())) recorder->completePreMacro(widget);
 }
 
 bool MacroSystem::hasReplaceMacro(const UniqueWidgetID& widget)
 {
-    return getRecorder(widget.getWorkplaceID())->hasReplaceMacro(widget);
+    MacroRecorder* recorder = getRecorder(widget.getWorkplaceID());
+    return recorder ? recorder->hasReplaceMacro(widget) : false;
 }
 
 void MacroSystem::setMacroLevel(const UniqueWidgetID& widget, const std::string& level)
 {
-    getRecorder(widget.getWorkplaceID())->setMacroLevel(widget, level);
+    if (MacroRecorder* recorder = getRecorder(widget.getWorkplaceID())) recorder->setMacroLevel(widget, level);
 }
 
 std::string MacroSystem::getMacroLevel(const UniqueWidgetID& widget)
 {
-    return getRecorder(widget.getWorkplaceID())->getMacroLevel(widget);
+    MacroRecorder* recorder = getRecorder(widget.getWorkplaceID());
+    return recorder ? recorder->getMacroLevel(widget) : std::string();
 }
 
 void MacroSystem::onButtonDown(const UniqueWidgetID& widget)
 {
-    getRecorder(widget.getWorkplaceID())->onButtonDown(widget);
+    if (MacroRecorder* recorder = getRecorder(widget.getWorkplaceID())) recorder->onButtonDown(widget);
 }
 
 void MacroSystem::onButtonHold(const UniqueWidgetID& widget)
 {
-    getRecorder(widget.getWorkplaceID())->onButtonHold(widget);
+    if (MacroRecorder* recorder = getRecorder(widget.getWorkplaceID())) recorder->onButtonHold(widget);
 }
 
 void MacroSystem::onButtonRelease(const UniqueWidgetID& widget)
 {
-    getRecorder(widget.getWorkplaceID())->onButtonRelease(widget);
+    if (MacroRecorder* recorder = getRecorder(widget.getWorkplaceID())) recorder->onButtonRelease(widget);
 }
 
 void MacroSystem::recordFID(const FunctionID& name, const FIDParameterList& params)
 {
-    getRecorder(params.sourceWidget.getWorkplaceID())->recordFID(name, params);
+    if (MacroRecorder* recorder = getRecorder(params.sourceWidget.getWorkplaceID())) recorder->recordFID(name, params);
 }
 
 void MacroSystem::setWidgetControlInterface(IWidgetControl* control)
 {
     {
-        std::lock_guard<std::recursive_mutex> guard(m_lock);
+        std::lock_guard<std::mutex> guard(m_lock);
         m_pWidgetControl = control;
     }
     for (MacroRecorder* recorder : recorders())
@@ -165,7 +200,7 @@ void MacroSystem::setWidgetControlInterface(IWidgetControl* control)
 void MacroSystem::setFIDReceiverInterface(IFunctionID* receiver)
 {
     {
-        std::lock_guard<std::recursive_mutex> guard(m_lock);
+        std::lock_guard<std::mutex> guard(m_lock);
         m_pFIDReceiver = receiver;
     }
     for (MacroRecorder* recorder : recorders())
@@ -175,7 +210,7 @@ void MacroSystem::setFIDReceiverInterface(IFunctionID* receiver)
 void MacroSystem::setPanelEventInterface(IPanelEvent* panelEvent)
 {
     {
-        std::lock_guard<std::recursive_mutex> guard(m_lock);
+        std::lock_guard<std::mutex> guard(m_lock);
         m_pPanelEvent = panelEvent;
     }
     for (MacroRecorder* recorder : recorders())
@@ -185,7 +220,7 @@ void MacroSystem::setPanelEventInterface(IPanelEvent* panelEvent)
 void MacroSystem::setPSPublisherInterface(IPSPublisher* publisher)
 {
     {
-        std::lock_guard<std::recursive_mutex> guard(m_lock);
+        std::lock_guard<std::mutex> guard(m_lock);
         m_pPSPublisher = publisher;
     }
     for (MacroRecorder* recorder : recorders())

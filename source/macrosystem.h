@@ -1,7 +1,10 @@
 #pragma once
 
+#include <condition_variable>
+#include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "oskit/CmdProcessor.h"
@@ -43,7 +46,11 @@ public:
     // Routed by the workplace of the list's source widget.
     void recordFID(const FunctionID& name, const FIDParameterList& params) override;
 
-    // The recorder of a workplace, made if missing.
+    // The recorder of a workplace, made if missing. A recorder is made without
+    // the lock (it publishes its state and subscribes); another thread asking
+    // for it meanwhile waits until it is made. Null only when the thread that
+    // is making it asks again from inside the host (the request is refused
+    // with a line).
     MacroRecorder* getRecorder(unsigned int workplace);
     // The recorder of a workplace if it exists, else null.
     MacroRecorder* findRecorder(unsigned int workplace) const;
@@ -60,7 +67,10 @@ public:
 private:
     void init();
     bool onFIDAssignmentChange(const FunctionID& name, const FIDParameterList* paraList);
+    // The recorders made so far; waits for those that other threads are making.
     std::vector<MacroRecorder*> recorders() const;
+    // True while another thread makes a recorder (lock held).
+    bool othersMaking() const;
 
     FIDMapHandler* m_pMapHandler;
     MFDConfigHandler* m_pConfigHandler;
@@ -69,8 +79,11 @@ private:
     IPanelEvent* m_pPanelEvent = nullptr;
     IPSPublisher* m_pPSPublisher = nullptr;
     std::vector<MacroRecorder*> m_recorders;
+    // The workplaces whose recorder is being made, by the thread making it.
+    std::map<unsigned int, std::thread::id> m_making;
 
-    // Guards the recorder table and the interface pointers. Recursive, since a
-    // recorder in the making may be reached again from its own thread.
-    mutable std::recursive_mutex m_lock;
+    // Guards the recorder table, the recorders in the making and the interface
+    // pointers; never held while the host is called.
+    mutable std::mutex m_lock;
+    mutable std::condition_variable m_made;
 };

@@ -148,7 +148,11 @@ void PanelMFD::setPanelFeedbackInterface(IPanelFeedback* feedback) { m_pIPanelFe
 void PanelMFD::setBrightnessManagerInterface(IBrightnessManager* manager) { m_pIBrightnessManager = manager; }
 void PanelMFD::setColorManagerInterface(IColorManager* manager) { m_pIColorManager = manager; }
 void PanelMFD::setWidgetManagerInterface(IWidgetManager* manager) { m_pIWidgetManager = manager; }
-void PanelMFD::setWorkplaceConfigFilename(const std::string& filename) { m_workplaceConfigFilename = filename; }
+void PanelMFD::setWorkplaceConfigFilename(const std::string& filename)
+{
+    std::lock_guard<std::mutex> guard(m_workplaceLock);
+    m_workplaceConfigFilename = filename;
+}
 
 void PanelMFD::setStateValue(const std::string& key, const std::string& value)
 {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <list>
+#include <mutex>
 #include <set>
 #include <string>
 
@@ -111,7 +112,9 @@ public:
     // document into them; what stands before the first unexpected node counts.
     void readWorkplaceDocument(const TiXmlDocument& document);
     bool updateWorkplaceFile();
-    const std::string& getWorkplaceConfigFilename() const { return m_workplaceConfigFilename; }
+    std::string getWorkplaceConfigFilename() const;
+    // Publishes the workplace tables as they stand; when another thread is
+    // publishing them already, that thread publishes this state too.
     void driveWorkplaceState();
     void updateRebootIndication();
     // Hours (wrapping at 24) and minutes of a time since start: "%02lu:%02lu".
@@ -162,10 +165,25 @@ private:
     // over a live one.
     enum class EPhase { CREATED, INITIALIZING, INITIALIZED, STARTING, RUNNING };
 
-    // Workplace tables: clearing, one document element, the file's elements.
+    // A copy of the workplace tables, published without the lock.
+    struct WorkplaceTables {
+        std::array<std::string, kWorkplaceCount> ports;
+        std::array<std::list<std::string>, kWorkplaceCount> ids;
+        std::array<std::list<std::string>, kWorkplaceCount> types;
+        std::array<std::list<std::string>, kWorkplaceCount> versions;
+        std::array<std::list<std::string>, kWorkplaceCount> workDirs;
+        std::array<std::list<std::string>, kWorkplaceCount> ipAddresses;
+        std::array<std::list<std::string>, kWorkplaceCount> adapters;
+        std::array<std::list<std::string>, kWorkplaceCount> interfaceTypes;
+    };
+
+    // Workplace tables (workplace lock held): clearing, one document element,
+    // the file's elements, a copy.
     void clearWorkplaces();
     bool readWorkplaceElement(const TiXmlElement& workplace);
     TiXmlElement* buildWorkplacesElement() const;
+    WorkplaceTables copyWorkplaces() const;
+    void publishWorkplaceTables(const WorkplaceTables& tables);
     // Publishes the workplace state and saves the file after a change.
     void workplaceChanged();
     // Writes the document to a signed temporary file beside the target and
@@ -208,7 +226,16 @@ private:
     std::atomic<uint32_t> m_uptimeSeconds{0};
 
     // Workplace data, one slot per workplace; the seven lists of one workplace
-    // always have the same length.
+    // always have the same length. m_workplaceLock guards the tables, the file
+    // name and the publishing marks; handlers run on the host's FID thread and
+    // on the macro play threads at once. It is never held while the host is
+    // called: the tables are published from a copy, and a thread that finds
+    // another one publishing leaves its change to that one, which publishes
+    // until it has published the latest revision.
+    mutable std::mutex m_workplaceLock;
+    uint64_t m_workplaceRevision = 0;
+    uint64_t m_workplacePublishedRevision = 0;
+    bool m_workplacePublishing = false;
     std::array<std::string, kWorkplaceCount> m_ports;
     std::array<std::list<std::string>, kWorkplaceCount> m_mfdIDs;
     std::array<std::list<std::string>, kWorkplaceCount> m_mfdTypes;

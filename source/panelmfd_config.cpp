@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <mutex>
 #include <sstream>
 #include <string>
 
@@ -85,6 +86,7 @@ bool PanelMFD::onFIDPortConfigSet(const FunctionID&, const FIDParameterList* par
     if (!readWorkplace(*paraList, workplace)) return false;
     if (!paraList->getValue("SWAP1", swap1) || !paraList->getValue("SWAP2", swap2)) return false;
 
+    std::unique_lock<std::mutex> guard(m_workplaceLock);
     std::istringstream stream(m_ports[workplace]);
     std::ostringstream written;
     int number = 0;
@@ -103,6 +105,7 @@ bool PanelMFD::onFIDPortConfigSet(const FunctionID&, const FIDParameterList* par
     if (count != 2) return false;
 
     m_ports[workplace] = listForm(written);
+    guard.unlock();
     workplaceChanged();
     return true;
 }
@@ -117,6 +120,7 @@ bool PanelMFD::onFIDPortConfigAssignWP(const FunctionID&, const FIDParameterList
 
     // The first workplace that holds the port gives it up, unless it is the
     // target itself; workplaces behind the first holder aren't looked at.
+    std::unique_lock<std::mutex> guard(m_workplaceLock);
     for (int w = 0; w < kWorkplaceCount; ++w) {
         if (!holdsPort(m_ports[w], port)) continue;
         if (w == workplace) return true;
@@ -127,6 +131,7 @@ bool PanelMFD::onFIDPortConfigAssignWP(const FunctionID&, const FIDParameterList
     std::string& target = m_ports[workplace];
     if (!target.empty()) target += ' ';
     target += std::to_string(port);
+    guard.unlock();
     workplaceChanged();
     return true;
 }
@@ -136,7 +141,10 @@ bool PanelMFD::onFIDPortConfigUnAssign(const FunctionID&, const FIDParameterList
     PANEL_ASSERT(paraList, "paraList");
     int port = 0;
     if (!readPort(*paraList, port)) return false;
-    if (removePortFromFirstHolder(m_ports, port)) workplaceChanged();
+    std::unique_lock<std::mutex> guard(m_workplaceLock);
+    const bool removed = removePortFromFirstHolder(m_ports, port);
+    guard.unlock();
+    if (removed) workplaceChanged();
     return true;
 }
 
@@ -161,6 +169,7 @@ bool PanelMFD::onFIDMFDAdd(const FunctionID&, const FIDParameterList* paraList)
     paraList->getValue("NETWORKIFC", adapter);
 
     // A driver id is unique over the whole panel.
+    std::unique_lock<std::mutex> guard(m_workplaceLock);
     for (const auto& ids : m_mfdIDs) {
         for (const std::string& existing : ids) {
             if (existing == id) return false;
@@ -174,6 +183,7 @@ bool PanelMFD::onFIDMFDAdd(const FunctionID&, const FIDParameterList* paraList)
     m_mfdIPAddresses[workplace].push_back(ipAddress);
     m_mfdNetworkAdapters[workplace].push_back(adapter);
     m_mfdInterfaceTypes[workplace].push_back(interfaceType);
+    guard.unlock();
     workplaceChanged();
     return true;
 }
@@ -186,6 +196,7 @@ bool PanelMFD::onFIDMFDRemove(const FunctionID&, const FIDParameterList* paraLis
     if (!readWorkplace(*paraList, workplace)) return false;
     if (!paraList->getValue("MFDID", id)) return false;
 
+    std::unique_lock<std::mutex> guard(m_workplaceLock);
     auto& ids = m_mfdIDs[workplace];
     auto found = std::find(ids.begin(), ids.end(), id);
     if (found == ids.end()) return false;
@@ -198,6 +209,7 @@ bool PanelMFD::onFIDMFDRemove(const FunctionID&, const FIDParameterList* paraLis
     m_mfdIPAddresses[workplace].erase(entryAt(m_mfdIPAddresses[workplace], index));
     m_mfdNetworkAdapters[workplace].erase(entryAt(m_mfdNetworkAdapters[workplace], index));
     m_mfdInterfaceTypes[workplace].erase(entryAt(m_mfdInterfaceTypes[workplace], index));
+    guard.unlock();
     workplaceChanged();
     return true;
 }
@@ -214,6 +226,7 @@ bool PanelMFD::onFIDMFDModify(const FunctionID&, const FIDParameterList* paraLis
         !paraList->getValue("VALUE", value))
         return false;
 
+    std::unique_lock<std::mutex> guard(m_workplaceLock);
     auto& ids = m_mfdIDs[workplace];
     auto found = std::find(ids.begin(), ids.end(), id);
     if (found == ids.end()) return false;
@@ -228,6 +241,7 @@ bool PanelMFD::onFIDMFDModify(const FunctionID&, const FIDParameterList* paraLis
         *entryAt(m_mfdNetworkAdapters[workplace], index) = value;
     else if (component == "WORKDIR")
         *entryAt(m_mfdWorkDirs[workplace], index) = value;
+    guard.unlock();
     workplaceChanged();
     return true;
 }

@@ -50,27 +50,33 @@ void PanelMFD::clearWorkplaces()
 
 void PanelMFD::readWorkplaceConfig()
 {
-    clearWorkplaces();
-    if (m_workplaceConfigFilename.empty()) return;
+    std::string filename;
+    {
+        std::lock_guard<std::mutex> guard(m_workplaceLock);
+        clearWorkplaces();
+        filename = m_workplaceConfigFilename;
+    }
+    if (filename.empty()) return;
 
     // A file that is refused or doesn't parse reads as no workplaces.
     std::string bytes;
-    const oskit::InputFile::EResult why = oskit::InputFile::readXml(m_workplaceConfigFilename, bytes);
+    const oskit::InputFile::EResult why = oskit::InputFile::readXml(filename, bytes);
     if (why != oskit::InputFile::RESULT_OK) {
         if (oskit::InputFile::isRefusal(why))
-            m_log.getErrorStream() << "Refused workplace file " << m_workplaceConfigFilename << ": "
+            m_log.getErrorStream() << "Refused workplace file " << filename << ": "
                                    << oskit::InputFile::describe(why);
         return;
     }
     // Of a workplace's repeated "id" the last one counts; the XML library would
     // refuse the whole file for it.
-    TiXmlDocument document(m_workplaceConfigFilename.c_str());
+    TiXmlDocument document(filename.c_str());
     if (!XMLInput::parse(document, keepLastRepeatedAttributes(bytes, "workplace"))) return;
     readWorkplaceDocument(document);
 }
 
 void PanelMFD::readWorkplaceDocument(const TiXmlDocument& document)
 {
+    std::lock_guard<std::mutex> guard(m_workplaceLock);
     clearWorkplaces();
     const TiXmlElement* root = document.FirstChildElement();
     if (!root || root->ValueStr() != "workplaces") return;
@@ -160,22 +166,36 @@ bool PanelMFD::updateWorkplaceFile()
 {
     PANEL_ASSERT(m_pConfigHandler, "m_pConfigHandler");
 
-    TiXmlElement* root = buildWorkplacesElement();
+    // Saves are taken in turn, each with the tables as they stand, so that
+    // the last save holds the last change.
+    std::string filename;
+    bool saved = false;
+    {
+        std::lock_guard<std::mutex> guard(m_workplaceLock);
+        TiXmlElement* root = buildWorkplacesElement();
 
-    // Whatever file the host named, saves go to its name in the configuration directory.
-    oskit::Path target(m_pConfigHandler->m_configDirectory);
-    target.expand(lastPathComponent(m_workplaceConfigFilename));
-    m_workplaceConfigFilename = target.getPath();
+        // Whatever file the host named, saves go to its name in the configuration directory.
+        oskit::Path target(m_pConfigHandler->m_configDirectory);
+        target.expand(lastPathComponent(m_workplaceConfigFilename));
+        m_workplaceConfigFilename = target.getPath();
+        filename = m_workplaceConfigFilename;
 
-    TiXmlDocument document(m_workplaceConfigFilename);
-    document.LinkEndChild(new TiXmlDeclaration("1.0", "UTF-8", ""));
-    document.LinkEndChild(root);
-
-    if (!saveWorkplaceDocument(document, m_workplaceConfigFilename)) {
-        m_log.getErrorStream() << "Failed to save workplace file " << m_workplaceConfigFilename;
+        TiXmlDocument document(filename);
+        document.LinkEndChild(new TiXmlDeclaration("1.0", "UTF-8", ""));
+        document.LinkEndChild(root);
+        saved = saveWorkplaceDocument(document, filename);
+    }
+    if (!saved) {
+        m_log.getErrorStream() << "Failed to save workplace file " << filename;
         return false;
     }
     return true;
+}
+
+std::string PanelMFD::getWorkplaceConfigFilename() const
+{
+    std::lock_guard<std::mutex> guard(m_workplaceLock);
+    return m_workplaceConfigFilename;
 }
 
 // Signed in the temporary file, so that the target is never seen unsigned.
@@ -184,13 +204,56 @@ bool PanelMFD::saveWorkplaceDocument(TiXmlDocument& document, const std::string&
     return WholeFileWriter::writeDocument(target, document, WholeFileWriter::ESigning::kSigned);
 }
 
+PanelMFD::WorkplaceTables PanelMFD::copyWorkplaces() const
+{
+    WorkplaceTables tables;
+    tables.ports = m_ports;
+    tables.ids = m_mfdIDs;
+    tables.types = m_mfdTypes;
+    tables.versions = m_mfdVersions;
+    tables.workDirs = m_mfdWorkDirs;
+    tables.ipAddresses = m_mfdIPAddresses;
+    tables.adapters = m_mfdNetworkAdapters;
+    tables.interfaceTypes = m_mfdInterfaceTypes;
+    return tables;
+}
+
 void PanelMFD::driveWorkplaceState()
 {
     PANEL_ASSERT(m_pMapHandler, "m_pMapHandler");
-    for (int w = 0; w < kWorkplaceCount; ++w) {
+    {
+        std::lock_guard<std::mutex> guard(m_workplaceLock);
+        ++m_workplaceRevision;
+        if (m_workplacePublishing) return;
+        m_workplacePublishing = true;
+    }
+    // Publishes until no change is left unpublished; a change made meanwhile,
+    // here (the host calling back in) or on another thread, is taken by the
+    // next pass.
+    for (;;) {
+        WorkplaceTables tables;
+        uint64_t revision = 0;
+        {
+            std::lock_guard<std::mutex> guard(m_workplaceLock);
+            if (m_workplacePublishedRevision == m_workplaceRevision) {
+                m_workplacePublishing = false;
+                return;
+            }
+            tables = copyWorkplaces();
+            revision = m_workplaceRevision;
+        }
+        publishWorkplaceTables(tables);
+        std::lock_guard<std::mutex> guard(m_workplaceLock);
+        m_workplacePublishedRevision = revision;
+    }
+}
+
+void PanelMFD::publishWorkplaceTables(const WorkplaceTables& tables)
+{
+    for (size_t w = 0; w < tables.ports.size(); ++w) {
         const std::string prefix = "WP" + std::to_string(w);
 
-        std::istringstream ports(m_ports[w]);
+        std::istringstream ports(tables.ports[w]);
         int port = 0;
         int index = 0;
         while (ports >> port) {
@@ -199,15 +262,15 @@ void PanelMFD::driveWorkplaceState()
         }
         m_pMapHandler->unsetStateValue(prefix + ".PORTLIST" + std::to_string(index));
 
-        auto id = m_mfdIDs[w].begin();
-        auto type = m_mfdTypes[w].begin();
-        auto version = m_mfdVersions[w].begin();
-        auto workDir = m_mfdWorkDirs[w].begin();
-        auto ipAddress = m_mfdIPAddresses[w].begin();
-        auto adapter = m_mfdNetworkAdapters[w].begin();
-        auto interfaceType = m_mfdInterfaceTypes[w].begin();
+        auto id = tables.ids[w].begin();
+        auto type = tables.types[w].begin();
+        auto version = tables.versions[w].begin();
+        auto workDir = tables.workDirs[w].begin();
+        auto ipAddress = tables.ipAddresses[w].begin();
+        auto adapter = tables.adapters[w].begin();
+        auto interfaceType = tables.interfaceTypes[w].begin();
         int driver = 0;
-        for (; id != m_mfdIDs[w].end();
+        for (; id != tables.ids[w].end();
              ++id, ++type, ++version, ++workDir, ++ipAddress, ++adapter, ++interfaceType, ++driver) {
             const std::string key = prefix + ".MFD" + std::to_string(driver);
             m_pMapHandler->setStateValue(key, *id);

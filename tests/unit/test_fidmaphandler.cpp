@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
 #include "fidmaphandler.h"
 #include "support/hostmocks.h"
 #include "support/logcapture.h"
@@ -264,4 +269,51 @@ TEST(FIDMapHandler, SubscribeAndShowStateDoNothing)
     map.subscribe("SETVAR");
     map.showState();
     SUCCEED();
+}
+
+TEST(FIDMapHandler, AHandlerMaySendThroughTheRegistryWhileItRuns)
+{
+    FIDMapHandler map;
+    Target target;
+    struct Forwarder {
+        FIDMapHandler* map;
+        bool onOuter(const FunctionID&, const FIDParameterList* params)
+        {
+            map->sendFID("INNER", *params);
+            return true;
+        }
+    } forwarder{&map};
+    map.registerFunction("OUTER", &forwarder, &Forwarder::onOuter);
+    map.registerFunction("INNER", &target, &Target::onExact);
+    map.sendFID("OUTER", FIDParameterList());
+    EXPECT_EQ(target.exactCalls, 1);
+    EXPECT_EQ(target.lastName, "INNER");
+}
+
+TEST(FIDMapHandler, NamesRegisteredWhileOtherThreadsLookUpAreAllFound)
+{
+    FIDMapHandler map;
+    Target target;
+    map.registerParamFunction("MEMORY.SAVE_VAR.*", &target, &Target::onPattern);
+    constexpr int kNames = 400;
+    constexpr int kLookups = 300;
+    std::atomic<int> patternHits{0};
+    std::vector<std::thread> readers;
+    for (int t = 0; t < 3; ++t)
+        readers.emplace_back([&] {
+            for (int i = 0; i < kLookups; ++i) {
+                map.findStaticFIDFunction("NAME." + std::to_string(i));
+                FIDParameterList captures;
+                if (map.findParamFIDFunction("MEMORY.SAVE_VAR.X", captures)) ++patternHits;
+                map.registeredNames();
+            }
+        });
+    for (int n = 0; n < kNames; ++n) {
+        map.registerFunction("NAME." + std::to_string(n), &target, &Target::onExact);
+        if (n % 100 == 0) map.registerParamFunction("OTHER.*", &target, &Target::onPattern);
+    }
+    for (auto& reader : readers) reader.join();
+    for (int n = 0; n < kNames; ++n) EXPECT_NE(map.findStaticFIDFunction("NAME." + std::to_string(n)), nullptr) << n;
+    EXPECT_EQ(map.registeredNames().size(), static_cast<size_t>(kNames));
+    EXPECT_EQ(patternHits.load(), 3 * kLookups);
 }

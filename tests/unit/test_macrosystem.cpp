@@ -2,6 +2,9 @@
 // the console; the recorder's subscriptions.
 #include "test_macro_rig.h"
 
+#include <atomic>
+#include <future>
+
 using namespace macrotest;
 namespace fs = std::filesystem;
 
@@ -10,6 +13,42 @@ namespace {
 class MacroSystemTest : public ::testing::Test {
 protected:
     MacroRig rig;
+};
+
+// A state table that runs a hook, once, at the first key of a workplace's
+// recorder, as a host may do when it is called.
+class HookedState : public RecordingPanelState {
+public:
+    explicit HookedState(std::string prefix) : m_prefix(std::move(prefix)) {}
+    void setStateValue(const std::string& key, const std::string& value) override
+    {
+        if (key.compare(0, m_prefix.size(), m_prefix) == 0 && !m_fired.exchange(true)) answer = hook();
+        RecordingPanelState::setStateValue(key, value);
+    }
+    std::function<bool()> hook;
+    std::atomic<bool> answer{false};
+
+private:
+    std::string m_prefix;
+    std::atomic<bool> m_fired{false};
+};
+
+// Notes whether a recorder's FIDs were reachable when it subscribed to its colour.
+class WatchingPublisher : public FakePublisher {
+public:
+    WatchingPublisher(FIDMapHandler& map, unsigned workplace) : m_map(map), m_workplace(workplace) {}
+    void subscribe(const std::string& key, std::shared_ptr<PDLStateSubscriber> subscriber) override
+    {
+        const std::string wp = std::to_string(m_workplace);
+        if (key == "PANEL.SETTINGS" + wp + ".COLOR.MACRO")
+            registeredAtSubscribe = m_map.findStaticFIDFunction("MACRO" + wp + ".RECALL") != nullptr ? 1 : 0;
+        FakePublisher::subscribe(key, subscriber);
+    }
+    std::atomic<int> registeredAtSubscribe{-1};
+
+private:
+    FIDMapHandler& m_map;
+    unsigned m_workplace;
 };
 
 std::string showOutput(const std::string& line)
@@ -101,6 +140,68 @@ TEST_F(MacroSystemTest, RecordersGetTheInterfacesBeforeAndAfterTheyAreMade)
     const auto gone = publisher.unsubscribed();
     EXPECT_NE(std::find(gone.begin(), gone.end(), "PANEL.SETTINGS2.COLOR.MACRO"), gone.end());
     EXPECT_NE(std::find(gone.begin(), gone.end(), "MFD1.MACRO.REG999.STATUS"), gone.end());
+}
+
+TEST_F(MacroSystemTest, WhileARecorderIsMadeTheHostMayAskForAnotherOnItsOwnThread)
+{
+    MacroSystem& s = rig.makeSystem();
+    HookedState state("MACRO2.");
+    rig.map.setPanelStateInterface(&state);
+    state.hook = [&] {
+        // The host waits for its other thread, as a lock of its own would make it.
+        auto asked = std::async(std::launch::async, [&] { return s.getRecorder(5) != nullptr; });
+        return asked.wait_for(10s) == std::future_status::ready && asked.get() && s.findRecorder(2) == nullptr;
+    };
+    s.onButtonDown(UniqueWidgetID(2, 0, 1, 2));
+    EXPECT_TRUE(state.answer.load());
+    EXPECT_NE(s.findRecorder(2), nullptr);
+    EXPECT_NE(s.findRecorder(5), nullptr);
+    EXPECT_NE(rig.map.findStaticFIDFunction("MACRO2.RECALL"), nullptr);
+    EXPECT_NE(rig.map.findStaticFIDFunction("MACRO5.RECALL"), nullptr);
+    rig.map.setPanelStateInterface(&rig.state);
+}
+
+TEST_F(MacroSystemTest, ARecorderAskedForAgainOnTheThreadMakingItIsRefusedWithALine)
+{
+    MacroSystem& s = rig.makeSystem();
+    HookedState state("MACRO3.");
+    rig.map.setPanelStateInterface(&state);
+    state.hook = [&] {
+        s.onButtonDown(UniqueWidgetID(3, 0, 1, 2));
+        return s.getRecorder(3) == nullptr;
+    };
+    MacroRecorder* made = s.getRecorder(3);
+    EXPECT_TRUE(state.answer.load());
+    EXPECT_NE(made, nullptr);
+    EXPECT_EQ(s.findRecorder(3), made);
+    EXPECT_TRUE(rig.logged("WARN Macro: macro recorder of workplace 3 asked for while it is being made"));
+    rig.map.setPanelStateInterface(&rig.state);
+}
+
+TEST_F(MacroSystemTest, RecorderFIDsAreRegisteredOnlyOnceTheRecorderIsMade)
+{
+    MacroSystem& s = rig.makeSystem();
+    HookedState state("MACRO4.");
+    rig.map.setPanelStateInterface(&state);
+    state.hook = [&] { return rig.map.findStaticFIDFunction("MACRO4.RECALL") == nullptr; };
+    s.getRecorder(4);
+    EXPECT_TRUE(state.answer.load());
+    EXPECT_NE(rig.map.findStaticFIDFunction("MACRO4.RECALL"), nullptr);
+    rig.map.setPanelStateInterface(&rig.state);
+}
+
+TEST_F(MacroSystemTest, ARecorderMadeWhileRunningHasTheHostInterfacesBeforeItsFIDsCanBeReached)
+{
+    MacroSystem& s = rig.makeSystem();
+    WatchingPublisher publisher(rig.map, 6);
+    s.setFIDReceiverInterface(&rig.receiver);
+    s.setPanelEventInterface(&rig.events);
+    s.setPSPublisherInterface(&publisher);
+    s.getRecorder(6);
+    EXPECT_EQ(publisher.registeredAtSubscribe.load(), 0);
+    EXPECT_NE(rig.map.findStaticFIDFunction("MACRO6.RECALL"), nullptr);
+    EXPECT_EQ(publisher.subscribed(), std::vector<std::string>{"PANEL.SETTINGS6.COLOR.MACRO"});
+    rig.system.reset();
 }
 
 TEST_F(MacroSystemTest, RecordFIDIsRoutedByTheSourceWorkplace)

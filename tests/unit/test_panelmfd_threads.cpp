@@ -1,9 +1,11 @@
-// The hardware update thread, the uptime thread and the date and time.
+// The hardware update thread, the uptime thread, the date and time, and the
+// workplace tables changed on several threads at once.
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
 #include "support/panelmfdharness.h"
@@ -287,4 +289,59 @@ TEST(DateState, DateUpdateRepublishesWhatTheSystemReads)
     EXPECT_TRUE(h.fid("SYSTEM.DATE.UPDATE"));
     EXPECT_EQ(h.state.value("SYSTEM.DATE.MONTH"), "12");
     EXPECT_EQ(h.state.value("SYSTEM.DATE.MINUTE"), "59");
+}
+
+namespace {
+
+// The published workplace keys that a file read back must give again.
+std::vector<std::string> workplaceKeys(const RecordingPanelState& state)
+{
+    std::vector<std::string> lines;
+    for (int w = 0; w < PanelMFD::kWorkplaceCount; ++w) {
+        const std::string prefix = "WP" + std::to_string(w) + ".";
+        for (int i = 0; state.has(prefix + "PORTLIST" + std::to_string(i)); ++i)
+            lines.push_back(prefix + "PORTLIST" + std::to_string(i) + "=" +
+                            state.value(prefix + "PORTLIST" + std::to_string(i)));
+        const std::string count = state.value(prefix + "MFDCOUNT");
+        lines.push_back(prefix + "MFDCOUNT=" + count);
+        for (int d = 0; d < std::atoi(count.c_str()); ++d)
+            for (const char* suffix : {"", ".TYPE", ".VERSION", ".WORKDIR", ".IPADDR", ".NETWORKIFC", ".IFCTYPE"}) {
+                const std::string key = prefix + "MFD" + std::to_string(d) + suffix;
+                lines.push_back(key + "=" + state.value(key));
+            }
+    }
+    return lines;
+}
+
+} // namespace
+
+TEST(WorkplaceTables, DriversAndPortsChangedOnFourThreadsEndAsTheFileSays)
+{
+    PanelMFDHarness h;
+    h.start((h.configDir() / "Workplaces.xml").string());
+    std::vector<std::thread> threads;
+    for (int w = 0; w < 4; ++w)
+        threads.emplace_back([&h, w] {
+            const std::string wp = std::to_string(w);
+            for (int i = 0; i < 60; ++i) {
+                const std::string id = "D" + wp + "_" + std::to_string(i % 5);
+                h.fid("MFD.ADD", {{"WPID", wp}, {"MFDID", id}, {"TYPE", "T"}, {"VERSION", std::to_string(i)},
+                                  {"WORKDIR", "/w"}, {"IFCTYPE", "ETH"}});
+                h.fid("PORT.CONFIG.ASSIGN_WP", {{"WPID", wp}, {"PORT", std::to_string((i + w) % 8 + 1)}});
+                h.fid("MFD.MODIFY", {{"WPID", wp}, {"MFDID", id}, {"COMPONENT", "IPADDR"}, {"VALUE", "10.0.0." + wp}});
+                h.fid("MFD.REMOVE", {{"WPID", wp}, {"MFDID", "D" + wp + "_" + std::to_string((i + 2) % 5)}});
+                if (i % 7 == 0) h.fid("PORT.CONFIG.UNASSIGN", {{"PORT", std::to_string(i % 8 + 1)}});
+            }
+        });
+    for (auto& thread : threads) thread.join();
+    const std::vector<std::string> published = workplaceKeys(h.state);
+
+    // A driver started on the saved file publishes the same.
+    PanelMFDHarness again;
+    std::filesystem::copy_file(h.savedFile(), again.savedFile());
+    again.start(again.savedFile().string());
+    EXPECT_EQ(workplaceKeys(again.state), published);
+    int drivers = 0;
+    for (int w = 0; w < 4; ++w) drivers += std::atoi(h.state.value("WP" + std::to_string(w) + ".MFDCOUNT").c_str());
+    EXPECT_GT(drivers, 0);
 }
