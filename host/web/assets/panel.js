@@ -38,28 +38,28 @@ function time(ms) {
 
 // ---- the panel ----------------------------------------------------------
 
-function makeButton(w, spec) {
+function makeButton(w, widgetDef) {
   const b = el('button', 'key');
   b.type = 'button';
   b.dataset.widget = w;
-  const label = el('span', 'label', spec.label || '');
-  label.dataset.own = spec.label || '';
+  const label = el('span', 'label', widgetDef.label || '');
+  label.dataset.own = widgetDef.label || '';
   b.append(el('span', 'num', w.split('.')[3]), el('span', 'lamp'), label);
   b.title = w;
-  wireButton(b, w, spec);
+  wireButton(b, w, widgetDef);
   return b;
 }
-function makeDisplay(w, spec) {
+function makeDisplay(w, widgetDef) {
   const d = el('div', 'display');
   d.dataset.widget = w;
-  d.append(el('span', 'num', w.split('.')[3]), el('span', 'type'), el('span', 'text', spec.label || ''));
-  d.dataset.label = spec.label || '';
+  d.append(el('span', 'num', w.split('.')[3]), el('span', 'type'), el('span', 'text', widgetDef.label || ''));
+  d.dataset.label = widgetDef.label || '';
   d.title = w;
   return d;
 }
-function place(e, spec) {
-  if (spec.x !== undefined) e.style.gridColumn = (spec.x + 1) + ' / span ' + (spec.w || 1);
-  if (spec.y !== undefined) e.style.gridRow = (spec.y + 1) + ' / span ' + (spec.h || 1);
+function place(e, widgetDef) {
+  if (widgetDef.x !== undefined) e.style.gridColumn = (widgetDef.x + 1) + ' / span ' + (widgetDef.w || 1);
+  if (widgetDef.y !== undefined) e.style.gridRow = (widgetDef.y + 1) + ' / span ' + (widgetDef.h || 1);
 }
 
 function drawLayout() {
@@ -81,10 +81,10 @@ function drawLayout() {
       mod.append(el('div', 'name', (m.name || '') + '  ' + m.id));
       const grid = el('div', 'widgets');
       grid.style.gridTemplateColumns = 'repeat(' + (m.columns || 4) + ', minmax(0, 1fr))';
-      for (const spec of m.widgets || []) {
-        const w = m.id + '.' + spec.n;
-        const e = spec.kind === 'display' ? makeDisplay(w, spec) : makeButton(w, spec);
-        place(e, spec);
+      for (const widgetDef of m.widgets || []) {
+        const w = m.id + '.' + widgetDef.n;
+        const e = widgetDef.kind === 'display' ? makeDisplay(w, widgetDef) : makeButton(w, widgetDef);
+        place(e, widgetDef);
         grid.append(e);
         live.laidOut.add(w);
         live.widgets.set(w, e);
@@ -149,7 +149,7 @@ function paint(w) {
 
 // Mouse gestures: down at once, hold after the hold time, release when the
 // mouse button comes up; with Shift the button stays held until clicked again.
-function wireButton(b, w, spec) {
+function wireButton(b, w, widgetDef) {
   let timer = null;
   let latchNext = false;
   b.addEventListener('pointerdown', (ev) => {
@@ -162,9 +162,9 @@ function wireButton(b, w, spec) {
     }
     b.setPointerCapture(ev.pointerId);
     latchNext = ev.shiftKey;
-    if (spec.fid) {
+    if (widgetDef.fid) {
       const reg = $('mreg').value || '1';
-      send('line fid ' + spec.fid.replaceAll('{register}', reg) + ' @' + w);
+      send('line fid ' + widgetDef.fid.replaceAll('{register}', reg) + ' @' + w);
     }
     send('down ' + w);
     b.classList.add('down');
