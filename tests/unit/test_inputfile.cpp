@@ -17,6 +17,7 @@
 #include <tinyxml.h>
 
 #include "oskit/InputFile.h"
+#include "support/xmltreedepth.h"
 #include "panelsys/XMLInput.h"
 
 namespace fs = std::filesystem;
@@ -54,28 +55,7 @@ std::string nested(int depth, const std::string& tag = "a")
     return text;
 }
 
-// The depth of the tree the XML library built, walked without recursion.
-int treeDepth(const TiXmlNode* root)
-{
-    int deepest = 0;
-    int depth = 0;
-    const TiXmlNode* node = root->FirstChild();
-    while (node) {
-        if (node->ToElement() && depth + 1 > deepest) deepest = depth + 1;
-        if (node->FirstChild()) {
-            node = node->FirstChild();
-            ++depth;
-            continue;
-        }
-        while (node && !node->NextSibling()) {
-            node = node->Parent();
-            --depth;
-            if (node == root) node = nullptr;
-        }
-        if (node) node = node->NextSibling();
-    }
-    return deepest;
-}
+using xmltest::treeDepth;
 
 int libraryDepth(const std::string& text)
 {
