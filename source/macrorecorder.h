@@ -24,6 +24,7 @@
 #include "panelmfd/HostInterfaces.h"
 #include "panelmfd/IFunctionID.h"
 #include "panelmfd/PDLStateSubscriber.h"
+#include "publishturn.h"
 
 class FIDMapHandler;
 class MFDConfigHandler;
@@ -43,7 +44,8 @@ class TiXmlNode;
 // empty flag and the recorder's own keys are published from the table and
 // the flags as they stand when the host is called; a thread that finds
 // another one publishing leaves its key to that one, so the last value
-// published is the last value set.
+// published is the last value set, and waits until its key is out. No
+// thread waits for that while it holds m_fileLock.
 class MacroRecorder : public PDLStateSubscriber {
 public:
     static constexpr int kMacroMin = 1;
@@ -373,11 +375,12 @@ private:
 
     std::mutex m_fileLock;
     mutable std::mutex m_dataLock;
-    // Guarded by m_dataLock: what waits to be published, in order, and whether
-    // a thread publishes it.
+    // Guarded by m_dataLock: what waits to be published, in order, with the
+    // place each key took in that order, and the turn at publishing it.
     std::deque<std::pair<EStateKey, int>> m_stateQueue;
-    std::set<std::pair<EStateKey, int>> m_stateQueued;
-    bool m_statePublishing = false;
+    std::map<std::pair<EStateKey, int>, uint64_t> m_stateQueued;
+    uint64_t m_stateTickets = 0;
+    PublishTurn m_stateTurn;
     std::list<UniqueWidgetID> m_heldButtons;
     std::set<UniqueWidgetID> m_disabledWidgets;
     std::map<UniqueWidgetID, Widget> m_widgets;

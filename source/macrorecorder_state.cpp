@@ -131,30 +131,44 @@ void MacroRecorder::stateOfKey(EStateKey key, int number, std::string& name, std
 void MacroRecorder::driveKey(EStateKey key, int number)
 {
     {
-        std::lock_guard<std::mutex> guard(m_dataLock);
-        if (m_stateQueued.insert({key, number}).second) m_stateQueue.emplace_back(key, number);
-        if (m_statePublishing) return;
-        m_statePublishing = true;
+        std::unique_lock<std::mutex> lock(m_dataLock);
+        // A key that waits already keeps its place: it is published from the
+        // table as it stands when its turn comes. Keys go out in the order they
+        // were queued, so a key is out once as many passes as keys queued
+        // before it, and it, have gone.
+        auto [queued, added] = m_stateQueued.try_emplace({key, number}, m_stateTickets);
+        if (added) {
+            m_stateQueue.emplace_back(key, number);
+            ++m_stateTickets;
+        }
+        if (!m_stateTurn.take(lock, queued->second + 1)) return;
     }
     // Publishes until nothing waits; what is queued meanwhile, here (the host
     // calling back in) or on another thread, is taken by a later pass.
+    PublishTurn::Holder holder(m_stateTurn, m_dataLock);
     for (;;) {
         std::string name;
         std::string value;
         std::vector<UniqueWidgetID> repaint;
+        uint64_t ticket = 0;
         {
             std::lock_guard<std::mutex> guard(m_dataLock);
             if (m_stateQueue.empty()) {
-                m_statePublishing = false;
+                m_stateTurn.release();
+                holder.released();
                 return;
             }
             const auto [what, reg] = m_stateQueue.front();
             m_stateQueue.pop_front();
-            m_stateQueued.erase({what, reg});
+            const auto queued = m_stateQueued.find({what, reg});
+            ticket = queued->second;
+            m_stateQueued.erase(queued);
             stateOfKey(what, reg, name, value, repaint);
         }
         m_pMapHandler->setStateValue(name, value);
         refreshWidgets(repaint);
+        std::lock_guard<std::mutex> guard(m_dataLock);
+        m_stateTurn.published(ticket + 1);
     }
 }
 

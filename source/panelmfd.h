@@ -19,6 +19,7 @@
 #include "panelkit/UniqueModuleID.h"
 #include "panelmfd/IPanelMFD.h"
 #include "panelsys/Logging.h"
+#include "publishturn.h"
 
 class MacroSystem;
 class PmemSystem;
@@ -114,7 +115,8 @@ public:
     bool updateWorkplaceFile();
     std::string getWorkplaceConfigFilename() const;
     // Publishes the workplace tables as they stand; when another thread is
-    // publishing them already, that thread publishes this state too.
+    // publishing them already, that thread publishes this state too, and this
+    // one returns once it has.
     void driveWorkplaceState();
     void updateRebootIndication();
     // Hours (wrapping at 24) and minutes of a time since start: "%02lu:%02lu".
@@ -235,7 +237,7 @@ private:
     mutable std::mutex m_workplaceLock;
     uint64_t m_workplaceRevision = 0;
     uint64_t m_workplacePublishedRevision = 0;
-    bool m_workplacePublishing = false;
+    PublishTurn m_workplaceTurn;
     std::array<std::string, kWorkplaceCount> m_ports;
     std::array<std::list<std::string>, kWorkplaceCount> m_mfdIDs;
     std::array<std::list<std::string>, kWorkplaceCount> m_mfdTypes;

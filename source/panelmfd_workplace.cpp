@@ -222,21 +222,22 @@ void PanelMFD::driveWorkplaceState()
 {
     PANEL_ASSERT(m_pMapHandler, "m_pMapHandler");
     {
-        std::lock_guard<std::mutex> guard(m_workplaceLock);
-        ++m_workplaceRevision;
-        if (m_workplacePublishing) return;
-        m_workplacePublishing = true;
+        std::unique_lock<std::mutex> lock(m_workplaceLock);
+        const uint64_t revision = ++m_workplaceRevision;
+        if (!m_workplaceTurn.take(lock, revision)) return;
     }
     // Publishes until no change is left unpublished; a change made meanwhile,
     // here (the host calling back in) or on another thread, is taken by the
     // next pass.
+    PublishTurn::Holder holder(m_workplaceTurn, m_workplaceLock);
     for (;;) {
         WorkplaceTables tables;
         uint64_t revision = 0;
         {
             std::lock_guard<std::mutex> guard(m_workplaceLock);
             if (m_workplacePublishedRevision == m_workplaceRevision) {
-                m_workplacePublishing = false;
+                m_workplaceTurn.release();
+                holder.released();
                 return;
             }
             tables = copyWorkplaces();
@@ -245,6 +246,7 @@ void PanelMFD::driveWorkplaceState()
         publishWorkplaceTables(tables);
         std::lock_guard<std::mutex> guard(m_workplaceLock);
         m_workplacePublishedRevision = revision;
+        m_workplaceTurn.published(revision);
     }
 }
 

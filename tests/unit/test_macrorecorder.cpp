@@ -3,6 +3,10 @@
 
 #include <sys/stat.h>
 
+#include <thread>
+
+#include "support/hostgate.h"
+
 using namespace macrotest;
 namespace fs = std::filesystem;
 
@@ -610,4 +614,28 @@ TEST_F(MacroRecorderTest, MissingVersionIsWrittenBackEmpty)
     rig.make(0);
     EXPECT_TRUE(rig.fid("MACRO0.NAME.SET", {{"REG", "5"}, {"NAME", "N2"}}));
     EXPECT_NE(readText(rig.macroFile(5)).find("name=\"N2\" version=\"\""), std::string::npos);
+}
+
+// ---- state published on several threads ------------------------------------------------------
+
+TEST_F(MacroRecorderTest, AKeyChangedWhileAnotherThreadPublishesIsOutWhenItsFIDReturns)
+{
+    HostGate gate;
+    rig.state.beforeSet = [&gate](const std::string& key) { gate.atKey(key, "MACRO0.ATTACH.VIEW"); };
+    rig.make(0);
+    gate.armed = true;
+
+    std::thread first([this] { rig.fid("MACRO0.ATTACH.VIEW.SET", {{"SHOW", "ON"}}); });
+    EXPECT_TRUE(gate.waitInside());
+    std::string seenOnReturn;
+    std::thread second([&] {
+        rig.fid("MACRO0.ATTACHMENTS.ACTIVE.SET", {{"VALUE", "ON"}});
+        seenOnReturn = rig.state.value("MACRO0.ATTACHMENTS.ACTIVE");
+        gate.otherReturns();
+    });
+    gate.openAfterOtherOrTimeout();
+    first.join();
+    second.join();
+    EXPECT_EQ(seenOnReturn, "ON");
+    EXPECT_EQ(rig.state.value("MACRO0.ATTACH.VIEW"), "ON");
 }

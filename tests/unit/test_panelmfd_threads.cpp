@@ -5,9 +5,13 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
+#include <mutex>
+#include <string>
 #include <thread>
 
+#include "support/hostgate.h"
 #include "support/panelmfdharness.h"
 
 using ::testing::_;
@@ -344,4 +348,31 @@ TEST(WorkplaceTables, DriversAndPortsChangedOnFourThreadsEndAsTheFileSays)
     int drivers = 0;
     for (int w = 0; w < 4; ++w) drivers += std::atoi(h.state.value("WP" + std::to_string(w) + ".MFDCOUNT").c_str());
     EXPECT_GT(drivers, 0);
+}
+
+TEST(WorkplaceTables, AFIDReturnsOnlyOnceTheThreadPublishingBeforeItHasPublishedItsChange)
+{
+    PanelMFDHarness h;
+    HostGate gate;
+    h.state.beforeSet = [&gate](const std::string& key) { gate.atKey(key, "WP0.MFDCOUNT"); };
+    h.start();
+    gate.armed = true;
+
+    std::thread first([&h] {
+        h.fid("MFD.ADD", {{"WPID", "0"}, {"MFDID", "A"}, {"TYPE", "T"}, {"VERSION", "1"}, {"WORKDIR", "/a"},
+                          {"IFCTYPE", "ETH"}});
+    });
+    EXPECT_TRUE(gate.waitInside());
+    std::string seenOnReturn;
+    std::thread second([&] {
+        h.fid("MFD.ADD", {{"WPID", "1"}, {"MFDID", "B"}, {"TYPE", "T"}, {"VERSION", "1"}, {"WORKDIR", "/b"},
+                          {"IFCTYPE", "ETH"}});
+        seenOnReturn = h.state.value("WP1.MFD0");
+        gate.otherReturns();
+    });
+    gate.openAfterOtherOrTimeout();
+    first.join();
+    second.join();
+    EXPECT_EQ(seenOnReturn, "B");
+    EXPECT_EQ(h.state.value("WP0.MFD0"), "A");
 }

@@ -112,9 +112,14 @@ public:
         });
     }
 
+    // Called with the key before a value is recorded, on the module's thread;
+    // set it before the module starts.
+    std::function<void(const std::string&)> beforeSet;
+
 private:
     void record(const char* kind, const std::string& key, const std::string& value)
     {
+        if (beforeSet) beforeSet(key);
         std::lock_guard<std::mutex> lock(m_mutex);
         m_values[key] = value;
         m_changes.push_back(std::string(kind) + " " + key + "=" + value);
