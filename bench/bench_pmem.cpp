@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "benchdata.h"
 #include "benchfloor.h"
 #include "benchratio.h"
 #include "fidmaphandler.h"
@@ -66,15 +67,7 @@ struct RegisterTree {
 
     void add(const fs::path& path, int reg)
     {
-        fs::create_directories(path.parent_path());
-        std::string name = "Register " + std::to_string(reg);
-        name.resize(30, ' ');
-        std::string bytes = name + "\nversion-2\nDEFINE_MEMO_CAM ON\nDEFINE_MEMO_AUDIO OFF\n";
-        for (int i = 0; i < 20; ++i) bytes += "VALUE_" + std::to_string(i) + " " + std::to_string(i * reg) + "\n";
-        std::FILE* file = std::fopen(path.c_str(), "w");
-        if (!file) std::abort();
-        std::fwrite(bytes.data(), 1, bytes.size(), file);
-        std::fclose(file);
+        benchdata::writeRegisterFile(path, reg);
         files.push_back(path.string());
     }
 };
