@@ -45,7 +45,10 @@ class TiXmlNode;
 // the flags as they stand when the host is called; a thread that finds
 // another one publishing leaves its key to that one, so the last value
 // published is the last value set, and waits until its key is out. No
-// thread waits for that while it holds m_fileLock.
+// thread waits for that while it holds m_fileLock. The attributes of the
+// buttons and their displays go the same way: each picture is decided under
+// m_dataLock and queued in the same hold, and one thread at a time paints the
+// queue in that order, so the last picture decided is the last one painted.
 class MacroRecorder : public PDLStateSubscriber {
 public:
     static constexpr int kMacroMin = 1;
@@ -341,14 +344,43 @@ private:
     std::vector<UniqueWidgetID> widgetsOfDriver(const std::string& driverID, bool withUndriven) const;
     void refreshWidgets(const std::vector<UniqueWidgetID>& ids);
 
+    // attachDetachMacro; with replaceFlag, the button's replace flag is brought
+    // up to date together with the change of the store, as the FIDs do.
+    void attachDetachMacroAndFlag(const UniqueWidgetID& id, int macroNumber, Widget::EMacroType type, bool detach,
+                                  bool replaceFlag);
+
+    // One call of the widget control, decided under the data lock and made without it.
+    struct AttributeCall {
+        enum EKind { SET, CLEAR, SINGLE_IF_HALF_OR_SINGLE };
+        EKind kind;
+        const char* layer;
+        UniqueWidgetID widget;
+        const char* attribute;
+        std::string value;
+    };
+    using AttributeCalls = std::vector<AttributeCall>;
+    // Queues a decided picture (data lock held): the ticket to wait for, 0 if nothing is to be painted.
+    uint64_t queuePaintLocked(AttributeCalls&& calls);
+    // Paints the queue up to the ticket, or, when another thread paints, leaves
+    // the picture to it and waits until it is painted (never while this thread
+    // holds a turn itself, such as the host calling back in while it paints).
+    void paintUpTo(uint64_t ticket);
+
     // Blinking of attached buttons on the layer "ATBL".
     void setAttachBlinkOn(const UniqueWidgetID& id);
     void setAttachBlinkOff(const UniqueWidgetID& id);
     void updateAttachBlink(const UniqueWidgetID& id);
+    // The pictures of the above (data lock held).
+    void decideAttachBlinkLocked(const UniqueWidgetID& id, bool on, AttributeCalls& calls) const;
+    void decideUpdateAttachBlinkLocked(const UniqueWidgetID& id, AttributeCalls& calls) const;
 
     // Button attributes.
     void showReplaceMacroAttribs(const UniqueWidgetID& id, bool force);
     void hideReplaceMacroAttribs(const UniqueWidgetID& id);
+    // Their pictures, from the tables as they stand (data lock held).
+    void decideShowReplaceLocked(const UniqueWidgetID& id, bool force, AttributeCalls& calls);
+    void decideHideReplaceLocked(const UniqueWidgetID& id, AttributeCalls& calls);
+    std::string replaceMacroNameLocked(const UniqueWidgetID& id) const;
 
     // Mainframe macro state of a button (kind's macro "PLAY" or "PAUSE").
     bool hasRunningMacro(const UniqueWidgetID& id, int& number, Widget::EMacroType& kind, std::string driverID);
@@ -381,6 +413,11 @@ private:
     std::map<std::pair<EStateKey, int>, uint64_t> m_stateQueued;
     uint64_t m_stateTickets = 0;
     PublishTurn m_stateTurn;
+    // Guarded by m_dataLock: pictures that wait to be painted, each with its
+    // ticket (the count of pictures queued up to it), and the turn at painting.
+    std::deque<std::pair<uint64_t, AttributeCalls>> m_paintQueue;
+    uint64_t m_paintTickets = 0;
+    PublishTurn m_paintTurn;
     std::list<UniqueWidgetID> m_heldButtons;
     std::set<UniqueWidgetID> m_disabledWidgets;
     std::map<UniqueWidgetID, Widget> m_widgets;

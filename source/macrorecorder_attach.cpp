@@ -129,6 +129,12 @@ bool MacroRecorder::findWidget(const UniqueWidgetID& id, Widget& copy) const
 
 void MacroRecorder::attachDetachMacro(const UniqueWidgetID& id, int macroNumber, Widget::EMacroType type, bool detach)
 {
+    attachDetachMacroAndFlag(id, macroNumber, type, detach, false);
+}
+
+void MacroRecorder::attachDetachMacroAndFlag(const UniqueWidgetID& id, int macroNumber, Widget::EMacroType type,
+                                             bool detach, bool replaceFlag)
+{
     if (m_loadSaveInProgress.load()) {
         s_pLog->level(oskit::LOG_ERROR) << "Ignoring macro attach/detach request: application load/save in progress"
                                         << std::endl;
@@ -142,12 +148,19 @@ void MacroRecorder::attachDetachMacro(const UniqueWidgetID& id, int macroNumber,
     const std::string key = attachKey(m_workplace, id, level, type);
 
     if (detach) {
-        if (type == Widget::REPLACE && m_attachmentsActive.load()) hideReplaceMacroAttribs(id);
+        // The attributes to take off are decided in the same hold as the
+        // removal, so that no repaint in between paints the attachment again.
+        uint64_t ticket = 0;
         {
             std::lock_guard<std::mutex> guard(m_dataLock);
+            AttributeCalls calls;
+            if (type == Widget::REPLACE && m_attachmentsActive.load()) decideHideReplaceLocked(id, calls);
+            ticket = queuePaintLocked(std::move(calls));
             Widget& widget = m_widgets[id];
             widget.m_attached[static_cast<size_t>(type)].erase(widget.m_level);
+            if (replaceFlag) widget.updateReplaceMacro();
         }
+        paintUpTo(ticket);
         m_pMapHandler->unsetStateValue(key);
         m_pMapHandler->triggerEvent(keyPrefix() + ".DETACH.COMPLETE", std::to_string(id.getWidgetID()));
     } else {
@@ -155,14 +168,19 @@ void MacroRecorder::attachDetachMacro(const UniqueWidgetID& id, int macroNumber,
             std::lock_guard<std::mutex> guard(m_dataLock);
             Widget& widget = m_widgets[id];
             widget.m_attached[static_cast<size_t>(type)][widget.m_level] = macroNumber;
+            if (replaceFlag) widget.updateReplaceMacro();
         }
         m_pMapHandler->setStateValueInt(key, macroNumber);
         if (type == Widget::REPLACE && m_attachmentsActive.load()) {
+            uint64_t ticket = 0;
             {
                 std::lock_guard<std::mutex> guard(m_dataLock);
                 m_widgets[id].updateReplaceMacro();
+                AttributeCalls calls;
+                decideShowReplaceLocked(id, true, calls);
+                ticket = queuePaintLocked(std::move(calls));
             }
-            showReplaceMacroAttribs(id, true);
+            paintUpTo(ticket);
         }
     }
     updateAttachBlink(id);
@@ -178,15 +196,20 @@ void MacroRecorder::detachAllMacros()
             if (widget.hasAttachments()) ids.push_back(id);
     }
     for (const auto& id : ids) {
-        hideReplaceMacroAttribs(id);
-        // The maps are emptied under the lock; the keys are unset from a copy, without it.
+        // The attributes to take off are decided with the emptying of the maps;
+        // the keys are unset from a copy, without the lock.
         Widget detached;
+        uint64_t ticket = 0;
         {
             std::lock_guard<std::mutex> guard(m_dataLock);
+            AttributeCalls calls;
+            decideHideReplaceLocked(id, calls);
+            ticket = queuePaintLocked(std::move(calls));
             Widget& widget = m_widgets[id];
             detached.m_attached = widget.m_attached;
             widget.detachAllMacros(id, nullptr);
         }
+        paintUpTo(ticket);
         detached.detachAllMacros(id, m_pMapHandler);
         if (m_attachViewOn.load()) setAttachBlinkOff(id);
     }
@@ -288,18 +311,22 @@ void MacroRecorder::loadAttachments()
         // Read into a scratch object (its keys go out without the lock), then merged.
         Widget read;
         const int result = read.xmlRead(element, id, m_pMapHandler);
+        uint64_t ticket = 0;
         {
             std::lock_guard<std::mutex> guard(m_dataLock);
             Widget& widget = m_widgets[id];
             for (size_t kind = 0; kind < read.m_attached.size(); ++kind)
                 for (const auto& [level, macro] : read.m_attached[kind]) widget.m_attached[kind][level] = macro;
             for (const auto& [level, flag] : read.m_hasReplace) widget.m_hasReplace[level] = flag;
+            AttributeCalls calls;
+            if (m_attachViewOn.load()) {
+                decideAttachBlinkLocked(id, true, calls);
+                decideUpdateAttachBlinkLocked(id, calls);
+            }
+            decideShowReplaceLocked(id, false, calls);
+            ticket = queuePaintLocked(std::move(calls));
         }
-        if (m_attachViewOn.load()) {
-            setAttachBlinkOn(id);
-            updateAttachBlink(id);
-        }
-        showReplaceMacroAttribs(id, false);
+        paintUpTo(ticket);
         if (result < 0) {
             s_pLog->level(oskit::LOG_ERROR) << "Macro attachments file " << file << " has invalid format in line "
                                             << root->Row() << std::endl;
@@ -312,37 +339,63 @@ void MacroRecorder::loadAttachments()
 
 // ---- blinking --------------------------------------------------------------------------------
 
+void MacroRecorder::decideAttachBlinkLocked(const UniqueWidgetID& id, bool on, AttributeCalls& calls) const
+{
+    if (!m_pWidgetControl.load()) return;
+    if (on) {
+        calls.push_back({AttributeCall::SET, kBlinkLayer, id, "ACTIVE", "TRUE"});
+        calls.push_back({AttributeCall::SET, kBlinkLayer, id, "BLINK", "FAST"});
+    } else {
+        calls.push_back({AttributeCall::CLEAR, kBlinkLayer, id, "ACTIVE", std::string()});
+        calls.push_back({AttributeCall::CLEAR, kBlinkLayer, id, "BLINK", std::string()});
+    }
+}
+
+void MacroRecorder::decideUpdateAttachBlinkLocked(const UniqueWidgetID& id, AttributeCalls& calls) const
+{
+    if (!m_attachViewOn.load()) return;
+    bool attached = false;
+    auto it = m_widgets.find(id);
+    if (it != m_widgets.end())
+        for (int kind = 0; kind < Widget::kMacroTypeCount; ++kind)
+            if (it->second.getMacro(static_cast<Widget::EMacroType>(kind)) > 0) attached = true;
+    decideAttachBlinkLocked(id, attached, calls);
+}
+
 void MacroRecorder::setAttachBlinkOn(const UniqueWidgetID& id)
 {
-    IWidgetControl* control = m_pWidgetControl.load();
-    if (!control) return;
-    control->setAttribute(kBlinkLayer, id, "ACTIVE", "TRUE");
-    control->setAttribute(kBlinkLayer, id, "BLINK", "FAST");
+    uint64_t ticket = 0;
+    {
+        std::lock_guard<std::mutex> guard(m_dataLock);
+        AttributeCalls calls;
+        decideAttachBlinkLocked(id, true, calls);
+        ticket = queuePaintLocked(std::move(calls));
+    }
+    paintUpTo(ticket);
 }
 
 void MacroRecorder::setAttachBlinkOff(const UniqueWidgetID& id)
 {
-    IWidgetControl* control = m_pWidgetControl.load();
-    if (!control) return;
-    control->clearAttribute(kBlinkLayer, id, "ACTIVE");
-    control->clearAttribute(kBlinkLayer, id, "BLINK");
+    uint64_t ticket = 0;
+    {
+        std::lock_guard<std::mutex> guard(m_dataLock);
+        AttributeCalls calls;
+        decideAttachBlinkLocked(id, false, calls);
+        ticket = queuePaintLocked(std::move(calls));
+    }
+    paintUpTo(ticket);
 }
 
 void MacroRecorder::updateAttachBlink(const UniqueWidgetID& id)
 {
-    if (!m_attachViewOn.load()) return;
-    bool attached = false;
+    uint64_t ticket = 0;
     {
         std::lock_guard<std::mutex> guard(m_dataLock);
-        auto it = m_widgets.find(id);
-        if (it != m_widgets.end())
-            for (int kind = 0; kind < Widget::kMacroTypeCount; ++kind)
-                if (it->second.getMacro(static_cast<Widget::EMacroType>(kind)) > 0) attached = true;
+        AttributeCalls calls;
+        decideUpdateAttachBlinkLocked(id, calls);
+        ticket = queuePaintLocked(std::move(calls));
     }
-    if (attached)
-        setAttachBlinkOn(id);
-    else
-        setAttachBlinkOff(id);
+    paintUpTo(ticket);
 }
 
 // ---- FIDs ------------------------------------------------------------------------------------
@@ -384,7 +437,7 @@ bool MacroRecorder::onFIDAttach(const FunctionID&, const FIDParameterList* paraL
     if (!widgetOfParams(*paraList, id) || !paraList->getValue("TYPE", word) || !paraList->getValue("REG", reg))
         return false;
     if (!kindOfWord(word, kind)) return false;
-    attachDetachMacro(id, reg, kind, false);
+    attachDetachMacroAndFlag(id, reg, kind, false, true);
     std::lock_guard<std::mutex> guard(m_dataLock);
     m_widgets[id].updateReplaceMacro();
     return true;
@@ -398,7 +451,8 @@ bool MacroRecorder::onFIDDetach(const FunctionID&, const FIDParameterList* paraL
     Widget::EMacroType kind = Widget::PRE;
     if (!widgetOfParams(*paraList, id) || !paraList->getValue("TYPE", word)) return false;
     if (!kindOfWord(word, kind)) return false;
-    attachDetachMacro(id, -1, kind, true);
+    attachDetachMacroAndFlag(id, -1, kind, true, true);
+    // Also while an application load or save holds the change back.
     std::lock_guard<std::mutex> guard(m_dataLock);
     m_widgets[id].updateReplaceMacro();
     return true;
@@ -433,24 +487,21 @@ bool MacroRecorder::onFIDAttachViewSet(const FunctionID&, const FIDParameterList
     std::string show;
     if (!paraList->getValue("SHOW", show) || (show != "ON" && show != "OFF")) return false;
     const bool on = show == "ON";
-    m_attachViewOn = on;
 
-    std::vector<UniqueWidgetID> attached;
+    uint64_t ticket = 0;
     {
         std::lock_guard<std::mutex> guard(m_dataLock);
+        m_attachViewOn = on;
+        AttributeCalls calls;
         for (const auto& [id, widget] : m_widgets)
             for (int kind = 0; kind < Widget::kMacroTypeCount; ++kind)
                 if (widget.getMacro(static_cast<Widget::EMacroType>(kind)) > 0) {
-                    attached.push_back(id);
+                    decideAttachBlinkLocked(id, on, calls);
                     break;
                 }
+        ticket = queuePaintLocked(std::move(calls));
     }
-    for (const auto& id : attached) {
-        if (on)
-            setAttachBlinkOn(id);
-        else
-            setAttachBlinkOff(id);
-    }
+    paintUpTo(ticket);
     driveAttachViewOn();
     return true;
 }
@@ -461,19 +512,23 @@ bool MacroRecorder::onFIDAttachmentsActiveSet(const FunctionID&, const FIDParame
     std::string value;
     if (!paraList->getValue("VALUE", value) || (value != "ON" && value != "OFF")) return false;
 
-    std::vector<UniqueWidgetID> ids;
+    uint64_t ticket = 0;
     {
         std::lock_guard<std::mutex> guard(m_dataLock);
+        std::vector<UniqueWidgetID> ids;
         for (const auto& entry : m_widgets) ids.push_back(entry.first);
+        AttributeCalls calls;
+        // Both pictures test the flag, hence the opposite orders.
+        if (value == "ON") {
+            m_attachmentsActive = true;
+            for (const auto& id : ids) decideShowReplaceLocked(id, false, calls);
+        } else {
+            for (const auto& id : ids) decideHideReplaceLocked(id, calls);
+            m_attachmentsActive = false;
+        }
+        ticket = queuePaintLocked(std::move(calls));
     }
-    // Both operations test the flag, hence the opposite orders.
-    if (value == "ON") {
-        m_attachmentsActive = true;
-        for (const auto& id : ids) showReplaceMacroAttribs(id, false);
-    } else {
-        for (const auto& id : ids) hideReplaceMacroAttribs(id);
-        m_attachmentsActive = false;
-    }
+    paintUpTo(ticket);
     driveAttachmentsActive();
     return true;
 }

@@ -280,15 +280,20 @@ bool MacroRecorder::isInReplaceMode(const UniqueWidgetID& id)
 
 void MacroRecorder::setMacroLevel(const UniqueWidgetID& id, const std::string& level)
 {
-    // The old level's attributes go first: hiding needs the old state.
-    hideReplaceMacroAttribs(id);
-    updateAttachBlink(id);
+    // The old level's attributes go first: hiding needs the old state. Both
+    // pictures are decided in one hold with the change of level.
+    uint64_t ticket = 0;
     {
         std::lock_guard<std::mutex> guard(m_dataLock);
+        AttributeCalls calls;
+        decideHideReplaceLocked(id, calls);
+        decideUpdateAttachBlinkLocked(id, calls);
         m_widgets[id].m_level = level;
+        decideShowReplaceLocked(id, false, calls);
+        decideUpdateAttachBlinkLocked(id, calls);
+        ticket = queuePaintLocked(std::move(calls));
     }
-    showReplaceMacroAttribs(id, false);
-    updateAttachBlink(id);
+    paintUpTo(ticket);
 }
 
 std::string MacroRecorder::getMacroLevel(const UniqueWidgetID& id)

@@ -1,8 +1,10 @@
 // MacroRecorder: the attributes that a replace macro puts on its button and the
-// button's text displays (layer "REPL"), and the look-ups that feed them.
+// button's text displays (layer "REPL"), the look-ups that feed them, and the
+// queue through which every attribute of the buttons is painted.
 //
-// The picture is taken under the data lock; the widget control is called
-// after it has been let go.
+// A picture is decided under the data lock and queued in the same hold; the
+// widget control is called after the lock has been let go, by one thread at a
+// time, in the order the pictures were decided.
 #include "macrorecorder.h"
 
 namespace {
@@ -16,9 +18,71 @@ bool isSet(const UniqueWidgetID& id)
 
 } // namespace
 
+// ---- the paint queue -------------------------------------------------------------------------
+
+uint64_t MacroRecorder::queuePaintLocked(AttributeCalls&& calls)
+{
+    if (calls.empty()) return 0;
+    const uint64_t ticket = ++m_paintTickets;
+    m_paintQueue.emplace_back(ticket, std::move(calls));
+    return ticket;
+}
+
+void MacroRecorder::paintUpTo(uint64_t ticket)
+{
+    if (ticket == 0) return;
+    {
+        std::unique_lock<std::mutex> lock(m_dataLock);
+        if (!m_paintTurn.take(lock, ticket)) return;
+    }
+    // Paints until nothing waits; what is queued meanwhile, here (the host
+    // calling back in) or on another thread, is taken by a later pass.
+    PublishTurn::Holder holder(m_paintTurn, m_dataLock);
+    for (;;) {
+        uint64_t number = 0;
+        AttributeCalls calls;
+        {
+            std::lock_guard<std::mutex> guard(m_dataLock);
+            if (m_paintQueue.empty()) {
+                m_paintTurn.release();
+                holder.released();
+                return;
+            }
+            number = m_paintQueue.front().first;
+            calls = std::move(m_paintQueue.front().second);
+            m_paintQueue.pop_front();
+        }
+        if (IWidgetControl* control = m_pWidgetControl.load()) {
+            for (const AttributeCall& call : calls) {
+                switch (call.kind) {
+                case AttributeCall::SET:
+                    control->setAttribute(call.layer, call.widget, call.attribute, call.value);
+                    break;
+                case AttributeCall::CLEAR: control->clearAttribute(call.layer, call.widget, call.attribute); break;
+                case AttributeCall::SINGLE_IF_HALF_OR_SINGLE: {
+                    const std::string type = control->getAttribute(call.widget, call.attribute);
+                    if (type == "HALF" || type == "SINGLE")
+                        control->setAttribute(call.layer, call.widget, call.attribute, "SINGLE");
+                    break;
+                }
+                }
+            }
+        }
+        std::lock_guard<std::mutex> guard(m_dataLock);
+        m_paintTurn.published(number);
+    }
+}
+
+// ---- the replace macro's attributes ----------------------------------------------------------
+
 std::string MacroRecorder::getReplaceMacroName(const UniqueWidgetID& id)
 {
     std::lock_guard<std::mutex> guard(m_dataLock);
+    return replaceMacroNameLocked(id);
+}
+
+std::string MacroRecorder::replaceMacroNameLocked(const UniqueWidgetID& id) const
+{
     const int replace = widgetMacroLocked(id, Widget::REPLACE);
     if (replace < kMacroMin || replace > kMacroMax) return std::string();
     auto driver = m_moduleDriverIDs.find(UniqueModuleID(id));
@@ -32,121 +96,134 @@ std::string MacroRecorder::getReplaceMacroName(const UniqueWidgetID& id)
 
 void MacroRecorder::showReplaceMacroAttribs(const UniqueWidgetID& id, bool force)
 {
-    std::string driverID;
-    int pre = 0, replace = 0, post = 0, latest = 0;
-    std::string preStatus, replaceStatus, postStatus;
-    bool replaceInForce = false;
-    std::string colour;
-    UniqueWidgetID primary, secondary, tertiary;
+    uint64_t ticket = 0;
     {
         std::lock_guard<std::mutex> guard(m_dataLock);
-        Widget& widget = m_widgets[id];
-        if (!m_pWidgetControl.load()) return;
-        if (!force && (!m_attachmentsActive.load() || !widget.hasAttachments())) return;
-        // Only buttons with a driver show these attributes: statuses come only from drivers.
-        auto driver = m_moduleDriverIDs.find(UniqueModuleID(id));
-        if (driver == m_moduleDriverIDs.end()) return;
-        driverID = driver->second;
-
-        pre = widget.getMacro(Widget::PRE);
-        replace = widget.getMacro(Widget::REPLACE);
-        post = widget.getMacro(Widget::POST);
-        auto latestReg = m_latestRegs.find(driverID);
-        latest = latestReg == m_latestRegs.end() ? 0 : latestReg->second;
-        // Without a table (no valid status came yet) nothing plays or pauses.
-        auto table = m_macroStatus.find(driverID);
-        auto statusOf = [&](int number) {
-            if (table == m_macroStatus.end() || number < 0 || number >= kMacroSlots) return std::string();
-            return table->second[static_cast<size_t>(number)];
-        };
-        preStatus = statusOf(pre);
-        replaceStatus = statusOf(replace);
-        postStatus = statusOf(post);
-        auto flag = widget.m_hasReplace.find(widget.m_level);
-        replaceInForce = flag != widget.m_hasReplace.end() && flag->second;
-        auto macroColour = m_macroColors.find(driverID);
-        colour = macroColour == m_macroColors.end() ? std::string() : macroColour->second;
-        primary = widget.m_primaryDisplay;
-        secondary = widget.m_secondaryDisplay;
-        tertiary = widget.m_tertiaryDisplay;
+        AttributeCalls calls;
+        decideShowReplaceLocked(id, force, calls);
+        ticket = queuePaintLocked(std::move(calls));
     }
-    IWidgetControl* control = m_pWidgetControl.load();
-    if (!control) return;
+    paintUpTo(ticket);
+}
 
-    control->setAttribute(kReplaceLayer, id, "ACTIVE", "TRUE");
+void MacroRecorder::hideReplaceMacroAttribs(const UniqueWidgetID& id)
+{
+    uint64_t ticket = 0;
+    {
+        std::lock_guard<std::mutex> guard(m_dataLock);
+        AttributeCalls calls;
+        decideHideReplaceLocked(id, calls);
+        ticket = queuePaintLocked(std::move(calls));
+    }
+    paintUpTo(ticket);
+}
+
+void MacroRecorder::decideShowReplaceLocked(const UniqueWidgetID& id, bool force, AttributeCalls& calls)
+{
+    Widget& widget = m_widgets[id];
+    if (!m_pWidgetControl.load()) return;
+    if (!force && (!m_attachmentsActive.load() || !widget.hasAttachments())) return;
+    // Only buttons with a driver show these attributes: statuses come only from drivers.
+    auto driver = m_moduleDriverIDs.find(UniqueModuleID(id));
+    if (driver == m_moduleDriverIDs.end()) return;
+    const std::string& driverID = driver->second;
+
+    const int pre = widget.getMacro(Widget::PRE);
+    const int replace = widget.getMacro(Widget::REPLACE);
+    const int post = widget.getMacro(Widget::POST);
+    auto latestReg = m_latestRegs.find(driverID);
+    const int latest = latestReg == m_latestRegs.end() ? 0 : latestReg->second;
+    // Without a table (no valid status came yet) nothing plays or pauses.
+    auto table = m_macroStatus.find(driverID);
+    auto statusOf = [&](int number) {
+        if (table == m_macroStatus.end() || number < 0 || number >= kMacroSlots) return std::string();
+        return table->second[static_cast<size_t>(number)];
+    };
+    const std::string preStatus = statusOf(pre);
+    const std::string replaceStatus = statusOf(replace);
+    const std::string postStatus = statusOf(post);
+    auto flag = widget.m_hasReplace.find(widget.m_level);
+    const bool replaceInForce = flag != widget.m_hasReplace.end() && flag->second;
+    auto macroColour = m_macroColors.find(driverID);
+    const std::string colour = macroColour == m_macroColors.end() ? std::string() : macroColour->second;
+    const UniqueWidgetID primary = widget.m_primaryDisplay;
+    const UniqueWidgetID secondary = widget.m_secondaryDisplay;
+    const UniqueWidgetID tertiary = widget.m_tertiaryDisplay;
+
+    auto set = [&](const UniqueWidgetID& w, const char* attribute, const std::string& value) {
+        calls.push_back({AttributeCall::SET, kReplaceLayer, w, attribute, value});
+    };
+    auto clear = [&](const UniqueWidgetID& w, const char* attribute) {
+        calls.push_back({AttributeCall::CLEAR, kReplaceLayer, w, attribute, std::string()});
+    };
+
+    set(id, "ACTIVE", "TRUE");
     const bool isLatest = latest == pre || latest == replace || latest == post;
     auto any = [&](const char* status) {
         return preStatus == status || replaceStatus == status || postStatus == status;
     };
     if (any("PAUSE")) {
-        control->setAttribute(kReplaceLayer, id, "COLOR", "PURPLE");
-        control->setAttribute(kReplaceLayer, id, "LAMP", isLatest ? "ON" : "OFF");
+        set(id, "COLOR", "PURPLE");
+        set(id, "LAMP", isLatest ? "ON" : "OFF");
     } else if (any("PLAY")) {
-        control->setAttribute(kReplaceLayer, id, "COLOR", "ORANGE");
-        control->setAttribute(kReplaceLayer, id, "LAMP", "ON");
+        set(id, "COLOR", "ORANGE");
+        set(id, "LAMP", "ON");
     } else if (replaceInForce) {
-        control->setAttribute(kReplaceLayer, id, "COLOR", colour);
-        control->setAttribute(kReplaceLayer, id, "LAMP", latest == replace ? "ON" : "OFF");
+        set(id, "COLOR", colour);
+        set(id, "LAMP", latest == replace ? "ON" : "OFF");
     } else {
-        control->clearAttribute(kReplaceLayer, id, "COLOR");
-        control->clearAttribute(kReplaceLayer, id, "LAMP");
-        control->clearAttribute(kReplaceLayer, id, "ACTIVE");
+        clear(id, "COLOR");
+        clear(id, "LAMP");
+        clear(id, "ACTIVE");
     }
 
     // The displays belong to the replace macro alone.
     if (!isSet(primary) || !replaceInForce) return;
-    const std::string name = getReplaceMacroName(id);
+    const std::string name = replaceMacroNameLocked(id);
     if (!name.empty()) {
-        control->setAttribute(kReplaceLayer, primary, "TEXT", name);
-        control->setAttribute(kReplaceLayer, primary, "TEXTLN1", name);
+        set(primary, "TEXT", name);
+        set(primary, "TEXTLN1", name);
     }
-    control->setAttribute(kReplaceLayer, primary, "TYPE", "SINGLE");
-    control->setAttribute(kReplaceLayer, primary, "BLINK", "OFF");
-    control->setAttribute(kReplaceLayer, primary, "INVERT", "OFF");
+    set(primary, "TYPE", "SINGLE");
+    set(primary, "BLINK", "OFF");
+    set(primary, "INVERT", "OFF");
     if (!isSet(secondary)) return;
     if (!isSet(tertiary)) {
-        const std::string type = control->getAttribute(secondary, "TYPE");
-        if (type == "HALF" || type == "SINGLE") control->setAttribute(kReplaceLayer, secondary, "TYPE", "SINGLE");
+        // The secondary's own type is asked when its turn comes.
+        calls.push_back({AttributeCall::SINGLE_IF_HALF_OR_SINGLE, kReplaceLayer, secondary, "TYPE", std::string()});
         return;
     }
-    for (const UniqueWidgetID& display : {primary, secondary, tertiary})
-        control->setAttribute(kReplaceLayer, display, "TYPE", "THIRDSPLIT");
+    for (const UniqueWidgetID& display : {primary, secondary, tertiary}) set(display, "TYPE", "THIRDSPLIT");
     // The text line follows the order of the widget numbers.
     const char* line = tertiary.getWidgetID() < primary.getWidgetID() ? "TEXTLN1" : "TEXTLN2";
-    for (const UniqueWidgetID& display : {primary, secondary, tertiary})
-        control->setAttribute(kReplaceLayer, display, line, name);
+    for (const UniqueWidgetID& display : {primary, secondary, tertiary}) set(display, line, name);
 }
 
-void MacroRecorder::hideReplaceMacroAttribs(const UniqueWidgetID& id)
+void MacroRecorder::decideHideReplaceLocked(const UniqueWidgetID& id, AttributeCalls& calls)
 {
-    UniqueWidgetID primary, secondary, tertiary;
-    {
-        std::lock_guard<std::mutex> guard(m_dataLock);
-        Widget& widget = m_widgets[id];
-        if (!m_pWidgetControl.load() || !m_attachmentsActive.load()) return;
-        if (!widget.hasAttachments()) return;
-        primary = widget.m_primaryDisplay;
-        secondary = widget.m_secondaryDisplay;
-        tertiary = widget.m_tertiaryDisplay;
-    }
-    IWidgetControl* control = m_pWidgetControl.load();
-    if (!control) return;
+    Widget& widget = m_widgets[id];
+    if (!m_pWidgetControl.load() || !m_attachmentsActive.load()) return;
+    if (!widget.hasAttachments()) return;
+    const UniqueWidgetID primary = widget.m_primaryDisplay;
+    const UniqueWidgetID secondary = widget.m_secondaryDisplay;
+    const UniqueWidgetID tertiary = widget.m_tertiaryDisplay;
 
+    auto clear = [&](const UniqueWidgetID& w, const char* attribute) {
+        calls.push_back({AttributeCall::CLEAR, kReplaceLayer, w, attribute, std::string()});
+    };
     // Whatever the layer holds goes, driver or none.
-    control->clearAttribute(kReplaceLayer, id, "COLOR");
-    control->clearAttribute(kReplaceLayer, id, "ACTIVE");
-    control->clearAttribute(kReplaceLayer, id, "LAMP");
+    clear(id, "COLOR");
+    clear(id, "ACTIVE");
+    clear(id, "LAMP");
     if (!isSet(primary)) return;
-    for (const char* attribute : {"TEXT", "TEXTLN1", "TYPE", "BLINK", "INVERT"})
-        control->clearAttribute(kReplaceLayer, primary, attribute);
+    for (const char* attribute : {"TEXT", "TEXTLN1", "TYPE", "BLINK", "INVERT"}) clear(primary, attribute);
     if (!isSet(secondary)) return;
     if (!isSet(tertiary)) {
-        control->clearAttribute(kReplaceLayer, secondary, "TYPE");
+        clear(secondary, "TYPE");
         return;
     }
-    control->clearAttribute(kReplaceLayer, secondary, "TYPE");
-    control->clearAttribute(kReplaceLayer, tertiary, "TYPE");
+    clear(secondary, "TYPE");
+    clear(tertiary, "TYPE");
     const char* line = tertiary.getWidgetID() < primary.getWidgetID() ? "TEXTLN1" : "TEXTLN2";
-    for (const UniqueWidgetID& display : {primary, secondary, tertiary})
-        control->clearAttribute(kReplaceLayer, display, line);
+    for (const UniqueWidgetID& display : {primary, secondary, tertiary}) clear(display, line);
 }

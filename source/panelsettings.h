@@ -168,6 +168,8 @@ private:
     bool m_savePending = false;
     // Keeps two writers of the exchange file from overtaking each other.
     std::mutex m_exchangeFileLock;
+    // Guarded by m_exchangeFileLock: the last write found no regular file at the path.
+    bool m_exchangeFileRefused = false;
 
     oskit::Timer m_saveTimer;
     PanelBrightnessObserver* m_pBrightnessObserver = nullptr;

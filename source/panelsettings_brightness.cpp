@@ -4,8 +4,11 @@
 #include <iostream>
 #include <string>
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "fidmaphandler.h"
@@ -15,6 +18,38 @@
 namespace {
 
 constexpr unsigned kBrightnessMax = 4095;
+
+enum class EExchangeOpen { OPENED, FAILED, NOT_REGULAR };
+
+// The one place where the exchange file is opened for its write in place:
+// read and write, created with mode 0666 when nothing stands at the path,
+// never truncated. Only a regular file is kept. What stands at the path is
+// looked at before the open, so that a device is never opened, and the open
+// descriptor again, since the path may change in between. The open itself
+// never waits (a named pipe without a reader), never makes a terminal the
+// controlling one and is closed on exec; O_NONBLOCK changes nothing for the
+// reads and writes of a regular file.
+EExchangeOpen openExchangeFile(const std::string& path, int& fd)
+{
+    fd = -1;
+    struct stat info {};
+    if (::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) return EExchangeOpen::NOT_REGULAR;
+    do {
+        fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) return errno == EISDIR ? EExchangeOpen::NOT_REGULAR : EExchangeOpen::FAILED;
+    if (::fstat(fd, &info) != 0) {
+        ::close(fd);
+        fd = -1;
+        return EExchangeOpen::FAILED;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        ::close(fd);
+        fd = -1;
+        return EExchangeOpen::NOT_REGULAR;
+    }
+    return EExchangeOpen::OPENED;
+}
 
 } // namespace
 
@@ -127,7 +162,8 @@ bool PanelSettings::onFIDBrightnessButtonHiInc(const FunctionID&, const FIDParam
 
 // The file is shared with outside programs and written in place: a shared
 // lock (the observer holds its own shared lock while it calls the Set
-// handlers that end up here), one write at offset 0, no truncation.
+// handlers that end up here), one write at offset 0, no truncation. Only a
+// regular file is written.
 bool PanelSettings::saveBrightnessSettingsToFile()
 {
     std::lock_guard<std::mutex> guard(m_exchangeFileLock);
@@ -142,8 +178,17 @@ bool PanelSettings::saveBrightnessSettingsToFile()
     text += '\n';
 
     const std::string path = brightnessExchangePath();
-    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT, 0666);
-    if (fd < 0) {
+    int fd = -1;
+    const EExchangeOpen opened = openExchangeFile(path, fd);
+    // A named pipe, device, socket or folder in the file's place is not
+    // written; the refusal is told once until something else stands there.
+    const bool refusedBefore = m_exchangeFileRefused;
+    m_exchangeFileRefused = opened == EExchangeOpen::NOT_REGULAR;
+    if (opened == EExchangeOpen::NOT_REGULAR) {
+        if (!refusedBefore) std::cout << "PS: File refused (not a regular file): " + path + "\n" << std::flush;
+        return false;
+    }
+    if (opened == EExchangeOpen::FAILED) {
         std::cout << "PS: File did NOT open: " + path + "\n" << std::flush;
         return false;
     }

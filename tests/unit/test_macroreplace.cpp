@@ -1,4 +1,7 @@
 // MacroRecorder: the replace-macro attributes on a button and its displays (layer "REPL"), and their look-ups.
+#include <functional>
+#include <thread>
+
 #include "support/recordingwidgetcontrol.h"
 #include "test_macro_rig.h"
 
@@ -36,6 +39,56 @@ protected:
         return r;
     }
 
+};
+
+// A widget control that holds the first call made on any thread but the
+// test's own until a condition holds (asked without any lock of its own, up to
+// five seconds), so that another thread can act while that call is under way.
+class GatedWidgetControl : public RecordingWidgetControl {
+public:
+    explicit GatedWidgetControl(std::function<bool()> until) : m_until(std::move(until)) {}
+
+    void setAttribute(const std::string& layer, const UniqueWidgetID& widget, const std::string& attribute,
+                      const std::string& value) override
+    {
+        hold();
+        RecordingWidgetControl::setAttribute(layer, widget, attribute, value);
+    }
+    void clearAttribute(const std::string& layer, const UniqueWidgetID& widget, const std::string& attribute) override
+    {
+        hold();
+        RecordingWidgetControl::clearAttribute(layer, widget, attribute);
+    }
+    // Waits until a call is held.
+    bool waitHeld()
+    {
+        std::unique_lock<std::mutex> lock(m_gateMutex);
+        return m_gateChanged.wait_for(lock, 5s, [&] { return m_held; });
+    }
+
+private:
+    void hold()
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_gateMutex);
+            if (m_used || std::this_thread::get_id() == m_testThread) return;
+            m_used = true;
+            m_held = true;
+            m_gateChanged.notify_all();
+        }
+        const auto end = Clock::now() + 5s;
+        while (!m_until() && Clock::now() < end) {
+            std::unique_lock<std::mutex> lock(m_gateMutex);
+            m_gateChanged.wait_for(lock, 2ms);
+        }
+    }
+
+    std::function<bool()> m_until;
+    const std::thread::id m_testThread = std::this_thread::get_id();
+    std::mutex m_gateMutex;
+    std::condition_variable m_gateChanged;
+    bool m_used = false;
+    bool m_held = false;
 };
 
 } // namespace
@@ -409,4 +462,41 @@ TEST_F(MacroReplaceTest, LatestMacroNeedsADriverWithAStatusTable)
     EXPECT_EQ(r.getLatestMacro(kX), 7);
     r.updateDirect("MFD1.MACRO.CURRENT.REG", "INV");
     EXPECT_EQ(r.getLatestMacro(kX), 7);
+}
+
+// ---- threads ---------------------------------------------------------------------------------
+
+TEST_F(MacroReplaceTest, ARepaintFromTheDriversThreadCannotOutliveADetachOnTheHostsThread)
+{
+    MacroRecorder& r = make();
+    driver(kX, "MFD1");
+    ASSERT_TRUE(attach(kX, "REPLACE", 12));
+    displays(kX, 9, 10, 11);
+    r.updateDirect("MFD1.MACRO.REG12.NAME", "Wipe");
+    active(true);
+    ASSERT_EQ(button("ACTIVE"), "TRUE");
+    ASSERT_EQ(display(11, "TEXTLN2"), "Wipe");
+
+    // The driver's status repaints the button on its own thread; its first
+    // call to the widget control is held until the host's thread has taken
+    // the replace macro off.
+    GatedWidgetControl gate([&] {
+        MacroRecorder::Widget copy;
+        return r.findWidget(kX, copy) && copy.getMacro(MacroRecorder::Widget::REPLACE) == 0;
+    });
+    r.setWidgetControlInterface(&gate);
+    std::thread driverThread([&] { r.updateDirect("MFD1.MACRO.REG12.STATUS", "PLAY"); });
+    EXPECT_TRUE(gate.waitHeld());
+    EXPECT_TRUE(detach(kX, "REPLACE"));
+    driverThread.join();
+
+    // The detach was decided last: nothing stays on the layer, and a repaint
+    // decided now agrees.
+    EXPECT_EQ(gate.layerContents("REPL"), std::vector<std::string>{});
+    const auto calls = gate.calls();
+    ASSERT_FALSE(calls.empty());
+    EXPECT_EQ(calls.back(), "clear REPL 0.1.2.11 TEXTLN2");
+    r.updateDirect("MFD1.MACRO.REG12.STATUS", "STOP");
+    EXPECT_EQ(gate.layerContents("REPL"), std::vector<std::string>{});
+    r.setWidgetControlInterface(&control);
 }

@@ -1,12 +1,15 @@
 // Brightness Set and Inc handlers and the exchange file.
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <future>
 #include <string>
 #include <thread>
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -291,4 +294,91 @@ TEST(SettingsDeathTest, BrightnessChangeWithoutWidgetManagerStops)
             map.findStaticFIDFunction("SETTINGS.BRIGHTNESS.DISPLAY.OLED.SET")->call("X", &params);
         },
         "m_pIWidgetManager");
+}
+
+// ---- what stands at the exchange file's path ---------------------------------------------------
+
+TEST_F(SettingsTest, ExchangeFileOnANamedPipeIsRefusedOnceAndNeverWaitedOn)
+{
+    auto& s = start();
+    ASSERT_TRUE(std::filesystem::remove(exchangeFile()));
+    ASSERT_EQ(::mkfifo(exchangeFile().c_str(), 0600), 0);
+
+    // Far more saves than the pipe's buffer takes, first with nobody at the
+    // other end, then while an outside program holds it open and never reads.
+    // On a thread, so that a write that waits cannot hold the test up: the
+    // pipe is drained then.
+    int reader = -1;
+    std::atomic<bool> readerOpen{false};
+    testing::internal::CaptureStdout();
+    auto saves = std::async(std::launch::async, [&] {
+        int written = 0;
+        for (int i = 0; i < 2000; ++i) {
+            if (i == 1000) {
+                reader = ::open(exchangeFile().c_str(), O_RDONLY | O_NONBLOCK);
+                readerOpen = true;
+            }
+            if (s.settings->saveBrightnessSettingsToFile()) ++written;
+        }
+        return written;
+    });
+    const bool finished = saves.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    if (!finished && readerOpen.load()) {
+        char sink[4096];
+        while (saves.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
+            while (::read(reader, sink, sizeof sink) > 0) {
+            }
+    }
+    const int written = saves.get();
+    EXPECT_GE(reader, 0);
+    if (reader >= 0) ::close(reader);
+    EXPECT_TRUE(s.fid("SETTINGS.BRIGHTNESS.DISPLAY.OLED.SET", {{"VALUE", "902"}, {"WP", "1"}}));
+    const std::string out = testing::internal::GetCapturedStdout();
+
+    EXPECT_TRUE(finished) << "the saves waited on the pipe";
+    EXPECT_EQ(written, 0);
+    const std::string line = "PS: File refused (not a regular file): " + PanelSettings::brightnessExchangePath() + "\n";
+    EXPECT_EQ(out, line);
+    EXPECT_EQ(s.state.value("SETTINGS1.BRIGHTNESS.DISPLAY.OLED"), "902");
+    struct stat info {};
+    ASSERT_EQ(::stat(exchangeFile().c_str(), &info), 0);
+    EXPECT_TRUE(S_ISFIFO(info.st_mode));
+}
+
+TEST_F(SettingsTest, ExchangeFileOnAFolderIsRefusedOnceUntilARegularFileIsWrittenAgain)
+{
+    auto& s = start();
+    ASSERT_TRUE(std::filesystem::remove(exchangeFile()));
+    ASSERT_TRUE(std::filesystem::create_directory(exchangeFile()));
+    const std::string line = "PS: File refused (not a regular file): " + PanelSettings::brightnessExchangePath() + "\n";
+
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(s.fid("SETTINGS.BRIGHTNESS.DISPLAY.OLED.SET", {{"VALUE", "903"}, {"WP", "1"}}));
+    EXPECT_FALSE(s.settings->saveBrightnessSettingsToFile());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), line);
+    EXPECT_TRUE(std::filesystem::is_directory(exchangeFile()));
+    EXPECT_TRUE(std::filesystem::is_empty(exchangeFile()));
+
+    // A regular file again: written in place as ever, and a folder after it is told again.
+    ASSERT_TRUE(std::filesystem::remove(exchangeFile()));
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(s.settings->saveBrightnessSettingsToFile());
+    EXPECT_EQ(readFile(exchangeFile()), exchangeText(903, 3072, 3072, 1024, 3072));
+    ASSERT_TRUE(std::filesystem::remove(exchangeFile()));
+    ASSERT_TRUE(std::filesystem::create_directory(exchangeFile()));
+    EXPECT_FALSE(s.settings->saveBrightnessSettingsToFile());
+    EXPECT_FALSE(s.settings->saveBrightnessSettingsToFile());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), line);
+}
+
+TEST_F(SettingsTest, ExchangeFileOnADeviceIsRefused)
+{
+    auto& s = start();
+    ASSERT_TRUE(std::filesystem::remove(exchangeFile()));
+    // A symbolic link to a device: what stands there is looked at through it.
+    std::filesystem::create_symlink("/dev/null", exchangeFile());
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(s.settings->saveBrightnessSettingsToFile());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "PS: File refused (not a regular file): " + PanelSettings::brightnessExchangePath() + "\n");
 }
