@@ -4,52 +4,17 @@
 #include <iostream>
 #include <string>
 
-#include <cerrno>
-
-#include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "fidmaphandler.h"
+#include "oskit/InPlaceFile.h"
 #include "panelkit/Assert.h"
 #include "panelsettings.h"
 
 namespace {
 
 constexpr unsigned kBrightnessMax = 4095;
-
-enum class EExchangeOpen { OPENED, FAILED, NOT_REGULAR };
-
-// The one place where the exchange file is opened for its write in place:
-// read and write, created with mode 0666 when nothing stands at the path,
-// never truncated. Only a regular file is kept. What stands at the path is
-// looked at before the open, so that a device is never opened, and the open
-// descriptor again, since the path may change in between. The open itself
-// never waits (a named pipe without a reader), never makes a terminal the
-// controlling one and is closed on exec; O_NONBLOCK changes nothing for the
-// reads and writes of a regular file.
-EExchangeOpen openExchangeFile(const std::string& path, int& fd)
-{
-    fd = -1;
-    struct stat info {};
-    if (::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) return EExchangeOpen::NOT_REGULAR;
-    do {
-        fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
-    } while (fd < 0 && errno == EINTR);
-    if (fd < 0) return errno == EISDIR ? EExchangeOpen::NOT_REGULAR : EExchangeOpen::FAILED;
-    if (::fstat(fd, &info) != 0) {
-        ::close(fd);
-        fd = -1;
-        return EExchangeOpen::FAILED;
-    }
-    if (!S_ISREG(info.st_mode)) {
-        ::close(fd);
-        fd = -1;
-        return EExchangeOpen::NOT_REGULAR;
-    }
-    return EExchangeOpen::OPENED;
-}
 
 } // namespace
 
@@ -178,29 +143,28 @@ bool PanelSettings::saveBrightnessSettingsToFile()
     text += '\n';
 
     const std::string path = brightnessExchangePath();
-    int fd = -1;
-    const EExchangeOpen opened = openExchangeFile(path, fd);
+    // Read and write, created where nothing stands, never truncated.
+    oskit::InPlaceFile file(path, oskit::InPlaceFile::CREATE);
     // A named pipe, device, socket or folder in the file's place is not
     // written; the refusal is told once until something else stands there.
     const bool refusedBefore = m_exchangeFileRefused;
-    m_exchangeFileRefused = opened == EExchangeOpen::NOT_REGULAR;
-    if (opened == EExchangeOpen::NOT_REGULAR) {
+    m_exchangeFileRefused = file.result() == oskit::InPlaceFile::RESULT_NOT_REGULAR;
+    if (file.result() == oskit::InPlaceFile::RESULT_NOT_REGULAR) {
         if (!refusedBefore) std::cout << "PS: File refused (not a regular file): " + path + "\n" << std::flush;
         return false;
     }
-    if (opened == EExchangeOpen::FAILED) {
+    if (file.result() != oskit::InPlaceFile::RESULT_OK) {
         std::cout << "PS: File did NOT open: " + path + "\n" << std::flush;
         return false;
     }
+    const int fd = file.descriptor();
     if (::flock(fd, LOCK_SH) != 0) {
         std::cout << "PS: File did NOT lock\n" << std::flush;
-        ::close(fd);
         return false;
     }
-    const ssize_t written = ::write(fd, text.data(), text.size());
+    const bool written = file.write(text);
     (void)written;
     ::flock(fd, LOCK_UN);
     ::fsync(fd);
-    ::close(fd);
     return true;
 }

@@ -11,26 +11,11 @@
 
 #include "oskit/Directory.h"
 #include "oskit/File.h"
+#include "oskit/InPlaceFile.h"
 #include "oskit/InputFile.h"
 #include "panelsys/WholeFileWriter.h"
 
 namespace {
-
-// Closes a C stream at the end of a scope.
-class StreamCloser {
-public:
-    explicit StreamCloser(std::FILE* file) : m_file(file) {}
-    ~StreamCloser()
-    {
-        if (m_file) std::fclose(m_file);
-    }
-    StreamCloser(const StreamCloser&) = delete;
-    StreamCloser& operator=(const StreamCloser&) = delete;
-    std::FILE* get() const { return m_file; }
-
-private:
-    std::FILE* m_file;
-};
 
 std::string defaultName(int reg) { return "pmem" + std::to_string(reg); }
 
@@ -270,12 +255,14 @@ bool PmemStorageText::setRegisterName(int workplace, int reg, const std::string&
     std::cout << path.getPath() << std::flush;
 
     // Line 1 is rewritten in place: it is always 31 bytes long.
-    StreamCloser file(std::fopen(path.c_str(), "r+"));
-    if (!file.get()) return false;
+    // Only over a register file: a named pipe, device or folder there is refused.
+    oskit::InPlaceFile file(path.getPath(), oskit::InPlaceFile::MUST_EXIST);
+    if (file.result() == oskit::InPlaceFile::RESULT_NOT_REGULAR)
+        std::cout << "\nPMEM Error! Refused file \"" << path.getPath() << "\": not a regular file" << std::endl;
+    if (file.result() != oskit::InPlaceFile::RESULT_OK) return false;
     std::string line = expandName(name);
     line += '\n';
-    std::fwrite(line.data(), 1, line.size(), file.get());
-    return true;
+    return file.write(line);
 }
 
 bool PmemStorageText::setRegisterValue(const std::string& key, const std::string& value)

@@ -395,6 +395,21 @@ TEST_F(PmemStorageTextTest, RenameOfAMissingRegisterFailsAndCreatesNoFile)
     EXPECT_FALSE(storage.setRegisterName(-1, 9, "New"));
 }
 
+TEST_F(PmemStorageTextTest, RenameOfANamedPipeOrFolderInARegistersPlaceIsRefusedWithoutWaiting)
+{
+    fs::create_directories(registerFile(1, 4).parent_path());
+    ASSERT_EQ(::mkfifo(registerFile(1, 4).c_str(), 0600), 0);
+    fs::create_directories(registerFile(1, 5));
+    for (int reg : {4, 5}) {
+        CaptureStdout();
+        EXPECT_FALSE(storage.setRegisterName(1, reg, "New"));
+        EXPECT_EQ(GetCapturedStdout(), registerFile(1, reg).string() + "\nPMEM Error! Refused file \"" +
+                                           registerFile(1, reg).string() + "\": not a regular file\n");
+    }
+    EXPECT_TRUE(fs::is_fifo(registerFile(1, 4)));
+    EXPECT_TRUE(fs::is_directory(registerFile(1, 5)));
+}
+
 TEST_F(PmemStorageTextTest, RenameOverAShortFirstLineOverwritesTheFollowingLines)
 {
     const std::string old = "R\nversion-0\nA 1\nB 2\nCCCCCCCCCCCCCCCCCCCCCCCCCCC 3\n";
