@@ -167,14 +167,14 @@ bool Host::setKnob(const std::string& name, const std::string& value, std::strin
         // Every whole-file write of the process fails at this step until set to none.
         using EStep = WholeFileWriter::EStep;
         bool known = false;
-        for (EStep step : {EStep::kNone, EStep::kPrint, EStep::kCreate, EStep::kWrite, EStep::kSync, EStep::kClose,
-                           EStep::kSign, EStep::kVerify, EStep::kRename, EStep::kSyncDirectory}) {
+        for (EStep step : {EStep::kNone, EStep::kPrint, EStep::kCheck, EStep::kCreate, EStep::kWrite, EStep::kSync,
+                           EStep::kClose, EStep::kSign, EStep::kVerify, EStep::kRename, EStep::kSyncDirectory}) {
             if (value != WholeFileWriter::stepName(step)) continue;
             WholeFileWriter::failStepForTesting(step);
             known = true;
         }
         if (!known) {
-            error = "one of none print create write sync close sign verify rename syncDirectory for write.fail";
+            error = "one of none print check create write sync close sign verify rename syncDirectory for write.fail";
             return false;
         }
     } else if (name == "i2c.readback") {

@@ -30,6 +30,17 @@ void FIDMapHandler::sendFID(const FunctionID& name, const FIDParameterList& para
     if (ParamFIDFunctionBase* entry = findParamFIDFunction(name, captures)) entry->call(name, &params, captures);
 }
 
+oskit::InputFile::EResult FIDMapHandler::checkStorableText(const FunctionID& name, const FIDParameterList* params)
+{
+    oskit::InputFile::EResult why = oskit::InputFile::checkText(name);
+    if (!params) return why;
+    for (const FIDParameter& parameter : params->parameters()) {
+        if (why == oskit::InputFile::RESULT_OK) why = oskit::InputFile::checkText(parameter.name);
+        if (why == oskit::InputFile::RESULT_OK) why = oskit::InputFile::checkText(parameter.value);
+    }
+    return why;
+}
+
 void FIDMapHandler::subscribe(const FunctionID&) const {}
 
 void FIDMapHandler::showState() const {}

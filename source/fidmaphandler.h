@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 
+#include "oskit/InputFile.h"
 #include "panelkit/FIDHelper.h"
 #include "panelkit/FIDParameter.h"
 #include "panelkit/FunctionID.h"
@@ -138,6 +139,11 @@ public:
 
     StaticFIDFunctionBase* findStaticFIDFunction(const FunctionID& name) const;
     ParamFIDFunctionBase* findParamFIDFunction(const FunctionID& name, FIDParameterList& captures) const;
+
+    // Whether a FID's name and every parameter name and value can be kept in an
+    // XML file that the next load takes (oskit::InputFile::checkText on each):
+    // RESULT_OK, or what refuses the first text that can't. No list is no text.
+    static oskit::InputFile::EResult checkStorableText(const FunctionID& name, const FIDParameterList* params);
 
     // The registered exact names, in map order (for consoles and completion).
     std::list<FunctionID> registeredNames() const;

@@ -174,8 +174,9 @@ public:
     static std::string attachKey(unsigned int workplace, const UniqueWidgetID& id, const std::string& level,
                                  Widget::EMacroType type);
 
-    // Recording.
-    void recordFID(const FunctionID& name, const FIDParameterList& params);
+    // Recording. False when the FID was refused: its name or a parameter is a
+    // text that the macro file could not keep.
+    bool recordFID(const FunctionID& name, const FIDParameterList& params);
 
     // PDLStateSubscriber
     bool useEventManager() const override;

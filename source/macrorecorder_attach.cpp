@@ -251,7 +251,7 @@ void MacroRecorder::saveAttachments()
         // Written whole beside the target, signed there, then renamed over it.
         TiXmlPrinter printer;
         doc.Accept(&printer);
-        saved = WholeFileWriter::write(target, printer.Str(), WholeFileWriter::ESigning::kSigned);
+        saved = WholeFileWriter::writeXml(target, printer.Str(), WholeFileWriter::ESigning::kSigned);
     }
     if (!saved)
         s_pLog->level(oskit::LOG_ERROR) << "Failed to save macro attachments file " << target << std::endl;

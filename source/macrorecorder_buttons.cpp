@@ -280,6 +280,13 @@ bool MacroRecorder::isInReplaceMode(const UniqueWidgetID& id)
 
 void MacroRecorder::setMacroLevel(const UniqueWidgetID& id, const std::string& level)
 {
+    // The level names the widget's attachments in the attachments file.
+    const oskit::InputFile::EResult why = oskit::InputFile::checkText(level);
+    if (why != oskit::InputFile::RESULT_OK) {
+        s_pLog->level(oskit::LOG_WARN) << "macro level refused for widget " << id << ": "
+                                       << oskit::InputFile::describe(why) << std::endl;
+        return;
+    }
     // The old level's attributes go first: hiding needs the old state. Both
     // pictures are decided in one hold with the change of level.
     uint64_t ticket = 0;

@@ -1,4 +1,5 @@
 // MacroRecorder: recording of FIDs into a macro register.
+#include "fidmaphandler.h"
 #include "macrorecorder.h"
 #include "mfdconfighandler.h"
 #include "panelkit/Assert.h"
@@ -46,24 +47,36 @@ bool MacroRecorder::onFIDRecordingStop(const FunctionID&, const FIDParameterList
     return true;
 }
 
-void MacroRecorder::recordFID(const FunctionID& name, const FIDParameterList& params)
+bool MacroRecorder::recordFID(const FunctionID& name, const FIDParameterList& params)
 {
-    if (!m_recording.load()) return;
+    if (!m_recording.load()) return true;
     const int reg = m_recordingReg.load();
-    if (reg < 0 || reg >= kMacroSlots || !hasMacro(reg)) return;
+    if (reg < 0 || reg >= kMacroSlots || !hasMacro(reg)) return true;
 
     const std::string& prefix = m_pConfigHandler->m_statePrefix;
     // The first eleven characters decide whether the FID belongs to the macro system.
     if (name.compare(0, 11, prefix + ".MACRO") == 0) {
-        if (name != delayFIDName()) return;
+        if (name != delayFIDName()) return true;
     }
-    if (name == prefix + ".SETVAR") return;
+    if (name == prefix + ".SETVAR") return true;
+
+    // A text the macro file can't keep would make the whole file unreadable:
+    // that FID stays out, the recording goes on.
+    const oskit::InputFile::EResult why = FIDMapHandler::checkStorableText(name, &params);
+    if (why != oskit::InputFile::RESULT_OK) {
+        const bool nameReadable = oskit::InputFile::checkText(name) == oskit::InputFile::RESULT_OK;
+        s_pLog->level(oskit::LOG_WARN) << "MACRO RECORD refused " << (nameReadable ? name : std::string("FID"))
+                                       << ": " << oskit::InputFile::describe(why) << " in its name or parameters"
+                                       << std::endl;
+        return false;
+    }
 
     s_pLog->level(oskit::LOG_INFO) << "MACRO RECORD " << name << " params: " << params << " from widget "
                                    << params.sourceWidget << std::endl;
 
     std::lock_guard<std::mutex> guard(m_dataLock);
     if (Macro* pMacro = m_macros[static_cast<size_t>(reg)]) pMacro->commands.emplace_back(name, params);
+    return true;
 }
 
 bool MacroRecorder::onFIDRecordFID(const FunctionID&, const FIDParameterList* paraList)
@@ -76,8 +89,7 @@ bool MacroRecorder::onFIDRecordFID(const FunctionID&, const FIDParameterList* pa
     }
     FIDParameterList copy(*paraList);
     copy.removeParameter("RECFID");
-    recordFID(fid, copy);
-    return true;
+    return recordFID(fid, copy);
 }
 
 bool MacroRecorder::onFIDNameSet(const FunctionID&, const FIDParameterList* paraList)
@@ -87,6 +99,12 @@ bool MacroRecorder::onFIDNameSet(const FunctionID&, const FIDParameterList* para
     std::string newName;
     if (!paraList->getValue("REG", number) || !paraList->getValue("NAME", newName)) return false;
     if (number < kMacroMin || number > kMacroMax) return false;
+    const oskit::InputFile::EResult why = oskit::InputFile::checkText(newName);
+    if (why != oskit::InputFile::RESULT_OK) {
+        s_pLog->level(oskit::LOG_WARN) << "set macro name: refused name for macro # " << number << ": "
+                                       << oskit::InputFile::describe(why) << std::endl;
+        return false;
+    }
     {
         std::lock_guard<std::mutex> guard(m_dataLock);
         Macro* pMacro = m_macros[static_cast<size_t>(number)];

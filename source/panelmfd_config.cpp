@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <iterator>
 #include <mutex>
 #include <sstream>
 #include <string>
 
+#include "oskit/InputFile.h"
 #include "panelkit/Assert.h"
 #include "panelmfd.h"
 
@@ -67,6 +69,16 @@ bool removePortFromFirstHolder(std::array<std::string, PanelMFD::kWorkplaceCount
         }
     }
     return false;
+}
+
+// RESULT_OK when the workplace file can keep every one of the texts.
+oskit::InputFile::EResult checkTexts(std::initializer_list<const std::string*> texts)
+{
+    for (const std::string* text : texts) {
+        const oskit::InputFile::EResult why = oskit::InputFile::checkText(*text);
+        if (why != oskit::InputFile::RESULT_OK) return why;
+    }
+    return oskit::InputFile::RESULT_OK;
 }
 
 template <class List>
@@ -148,7 +160,7 @@ bool PanelMFD::onFIDPortConfigUnAssign(const FunctionID&, const FIDParameterList
     return true;
 }
 
-bool PanelMFD::onFIDMFDAdd(const FunctionID&, const FIDParameterList* paraList)
+bool PanelMFD::onFIDMFDAdd(const FunctionID& name, const FIDParameterList* paraList)
 {
     PANEL_ASSERT(paraList, "paraList");
     int workplace = 0;
@@ -167,6 +179,12 @@ bool PanelMFD::onFIDMFDAdd(const FunctionID&, const FIDParameterList* paraList)
     std::string adapter;
     paraList->getValue("IPADDR", ipAddress);
     paraList->getValue("NETWORKIFC", adapter);
+    const oskit::InputFile::EResult why =
+        checkTexts({&id, &type, &version, &workDir, &interfaceType, &ipAddress, &adapter});
+    if (why != oskit::InputFile::RESULT_OK) {
+        m_log.getErrorStream() << name << " refused: " << oskit::InputFile::describe(why) << " in a driver value";
+        return false;
+    }
 
     // A driver id is unique over the whole panel.
     std::unique_lock<std::mutex> guard(m_workplaceLock);
@@ -214,7 +232,7 @@ bool PanelMFD::onFIDMFDRemove(const FunctionID&, const FIDParameterList* paraLis
     return true;
 }
 
-bool PanelMFD::onFIDMFDModify(const FunctionID&, const FIDParameterList* paraList)
+bool PanelMFD::onFIDMFDModify(const FunctionID& name, const FIDParameterList* paraList)
 {
     PANEL_ASSERT(paraList, "paraList");
     int workplace = 0;
@@ -225,6 +243,11 @@ bool PanelMFD::onFIDMFDModify(const FunctionID&, const FIDParameterList* paraLis
     if (!paraList->getValue("MFDID", id) || !paraList->getValue("COMPONENT", component) ||
         !paraList->getValue("VALUE", value))
         return false;
+    const oskit::InputFile::EResult why = oskit::InputFile::checkText(value);
+    if (why != oskit::InputFile::RESULT_OK) {
+        m_log.getErrorStream() << name << " refused: " << oskit::InputFile::describe(why) << " in a driver value";
+        return false;
+    }
 
     std::unique_lock<std::mutex> guard(m_workplaceLock);
     auto& ids = m_mfdIDs[workplace];

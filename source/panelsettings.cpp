@@ -233,40 +233,68 @@ void PanelSettings::publishDefaults(int workplace)
     m_pMapHandler->setStateValueInt(stateKey(workplace, ".TESTS.LEVERARM.STEPCOUNT"), kStepCountDefault);
 }
 
+template <PanelSettings::Handler handler>
+bool PanelSettings::onFIDChecked(const FunctionID& name, const FIDParameterList* paraList)
+{
+    const oskit::InputFile::EResult why = FIDMapHandler::checkStorableText(name, paraList);
+    if (why != oskit::InputFile::RESULT_OK) {
+        std::cout << "PS: FID refused (" + oskit::InputFile::describe(why) + "): " + name + "\n" << std::flush;
+        return false;
+    }
+    return (this->*handler)(name, paraList);
+}
+
 void PanelSettings::registerFunctions()
 {
     FIDMapHandler* map = m_pMapHandler;
-    map->registerFunction("SETTINGS.POWERSAVER.BYPASS.SET", this, &PanelSettings::onFIDPowerSaverEnableBypass);
-    map->registerFunction("SETTINGS.POWERSAVER.TIME.SET", this, &PanelSettings::onFIDPowerSaverSetTime);
-    map->registerFunction("SETTINGS.POWERSAVER.TYPE.SET", this, &PanelSettings::onFIDPowerSaverSetType);
-    map->registerFunction("SETTINGS.BRIGHTNESS.DISPLAY.TFT.SET", this, &PanelSettings::onFIDBrightnessDisplayTftSet);
+    map->registerFunction("SETTINGS.POWERSAVER.BYPASS.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDPowerSaverEnableBypass>);
+    map->registerFunction("SETTINGS.POWERSAVER.TIME.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDPowerSaverSetTime>);
+    map->registerFunction("SETTINGS.POWERSAVER.TYPE.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDPowerSaverSetType>);
+    map->registerFunction("SETTINGS.BRIGHTNESS.DISPLAY.TFT.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDBrightnessDisplayTftSet>);
     map->registerFunction("SETTINGS.BRIGHTNESS.DISPLAY.OLED.SET", this,
-                          &PanelSettings::onFIDBrightnessDisplayOledSet);
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDBrightnessDisplayOledSet>);
     map->registerFunction("SETTINGS.BRIGHTNESS.DISPLAY.TEXT.SET", this,
-                          &PanelSettings::onFIDBrightnessDisplayTextSet);
-    map->registerFunction("SETTINGS.BRIGHTNESS.BUTTON.LOW.SET", this, &PanelSettings::onFIDBrightnessButtonLowSet);
-    map->registerFunction("SETTINGS.BRIGHTNESS.BUTTON.HI.SET", this, &PanelSettings::onFIDBrightnessButtonHiSet);
-    map->registerFunction("SETTINGS.BRIGHTNESS.DISPLAY.TFT.INC", this, &PanelSettings::onFIDBrightnessDisplayTftInc);
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDBrightnessDisplayTextSet>);
+    map->registerFunction("SETTINGS.BRIGHTNESS.BUTTON.LOW.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDBrightnessButtonLowSet>);
+    map->registerFunction("SETTINGS.BRIGHTNESS.BUTTON.HI.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDBrightnessButtonHiSet>);
+    map->registerFunction("SETTINGS.BRIGHTNESS.DISPLAY.TFT.INC", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDBrightnessDisplayTftInc>);
     map->registerFunction("SETTINGS.BRIGHTNESS.DISPLAY.OLED.INC", this,
-                          &PanelSettings::onFIDBrightnessDisplayOledInc);
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDBrightnessDisplayOledInc>);
     map->registerFunction("SETTINGS.BRIGHTNESS.DISPLAY.TEXT.INC", this,
-                          &PanelSettings::onFIDBrightnessDisplayTextInc);
-    map->registerFunction("SETTINGS.BRIGHTNESS.BUTTON.LOW.INC", this, &PanelSettings::onFIDBrightnessButtonLowInc);
-    map->registerFunction("SETTINGS.BRIGHTNESS.BUTTON.HI.INC", this, &PanelSettings::onFIDBrightnessButtonHiInc);
-    map->registerFunction("SETTINGS.JOYSTICK.SENSITIVITY.SET", this, &PanelSettings::onFIDJoystickSensitivitySet);
-    map->registerFunction("SETTINGS.JOYSTICK.SENSITIVITY.INC", this, &PanelSettings::onFIDJoystickSensitivityInc);
-    map->registerFunction("SETTINGS.OLED.FONTRESIZE.SET", this, &PanelSettings::onFIDOLEDFontResizeSet);
-    map->registerFunction("SETTINGS.OLED.MODE.SET", this, &PanelSettings::onFIDOLEDModeSet);
-    map->registerFunction("SETTINGS.OLED.OUTLINE.ENABLE", this, &PanelSettings::onFIDOLEDOutlineEnable);
-    map->registerFunction("SETTINGS.SHIFT.LATCHMODE.SET", this, &PanelSettings::onFIDLatchmodeSetType);
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDBrightnessDisplayTextInc>);
+    map->registerFunction("SETTINGS.BRIGHTNESS.BUTTON.LOW.INC", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDBrightnessButtonLowInc>);
+    map->registerFunction("SETTINGS.BRIGHTNESS.BUTTON.HI.INC", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDBrightnessButtonHiInc>);
+    map->registerFunction("SETTINGS.JOYSTICK.SENSITIVITY.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDJoystickSensitivitySet>);
+    map->registerFunction("SETTINGS.JOYSTICK.SENSITIVITY.INC", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDJoystickSensitivityInc>);
+    map->registerFunction("SETTINGS.OLED.FONTRESIZE.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDOLEDFontResizeSet>);
+    map->registerFunction("SETTINGS.OLED.MODE.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDOLEDModeSet>);
+    map->registerFunction("SETTINGS.OLED.OUTLINE.ENABLE", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDOLEDOutlineEnable>);
+    map->registerFunction("SETTINGS.SHIFT.LATCHMODE.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDLatchmodeSetType>);
     map->registerFunction("SETTINGS.SHIFT.HIDDEN_SOURCE_BLINKING.SET", this,
-                          &PanelSettings::onFIDHiddenSourceBlinkingSet);
-    map->registerFunction("SETTINGS.COLOR.MACRO.SET", this, &PanelSettings::onFIDColorMacroSet);
-    map->registerFunction("SETTINGS.COLOR.PMEM.SET", this, &PanelSettings::onFIDColorPmemSet);
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDHiddenSourceBlinkingSet>);
+    map->registerFunction("SETTINGS.COLOR.MACRO.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDColorMacroSet>);
+    map->registerFunction("SETTINGS.COLOR.PMEM.SET", this,
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDColorPmemSet>);
     map->registerFunction("SETTINGS.TESTS.LEVERARM.STEPSIZE.SET", this,
-                          &PanelSettings::onFIDLeverArmTestStepSizeSet);
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDLeverArmTestStepSizeSet>);
     map->registerFunction("SETTINGS.TESTS.LEVERARM.STEPCOUNT.SET", this,
-                          &PanelSettings::onFIDLeverArmTestStepCountSet);
+                          &PanelSettings::onFIDChecked<&PanelSettings::onFIDLeverArmTestStepCountSet>);
 }
 
 void PanelSettings::init()

@@ -132,6 +132,12 @@ private:
     bool leverArmSet(std::array<std::atomic<uint16_t>, kWorkplaces>& field, const char* suffix,
                      const FunctionID& name, const FIDParameterList* paraList);
 
+    // Every settings FID enters here: one whose parameters PanelSettings.xml
+    // could not keep is refused before its handler changes anything.
+    using Handler = bool (PanelSettings::*)(const FunctionID&, const FIDParameterList*);
+    template <Handler handler>
+    bool onFIDChecked(const FunctionID& name, const FIDParameterList* paraList);
+
     void registerFunctions();
     void publishDefaults(int workplace);
     void fillDefaults(int workplace);

@@ -1,6 +1,9 @@
 #include "pmemstoragexml.h"
 
+#include <iostream>
+
 #include "oskit/Directory.h"
+#include "oskit/InputFile.h"
 #include "oskit/Path.h"
 #include "pmemfileparserxml.h"
 
@@ -84,6 +87,13 @@ bool PmemStorageXml::setRegisterName(int, int, const std::string&) { return fals
 
 bool PmemStorageXml::setRegisterValue(const std::string& key, const std::string& value)
 {
+    // The register file could not keep it: the next load would refuse the file.
+    oskit::InputFile::EResult why = oskit::InputFile::checkText(key);
+    if (why == oskit::InputFile::RESULT_OK) why = oskit::InputFile::checkText(value);
+    if (why != oskit::InputFile::RESULT_OK) {
+        std::cout << "PMEM Error! Refused register value: " << oskit::InputFile::describe(why) << std::endl;
+        return false;
+    }
     m_values[key] = value;
     return true;
 }

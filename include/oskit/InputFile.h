@@ -55,6 +55,11 @@ public:
     // Element nesting no deeper than maxDepth as the XML library would nest
     // them, well-formed UTF-8 with no sequence cut at the end, no NUL byte.
     static EResult checkXml(const std::string& bytes, int maxDepth = kMaxXmlDepth);
+    // A text that is to stand inside an XML file (a name, a value): checkXml
+    // takes the file only if each such text is well-formed UTF-8 without a
+    // byte order mark and holds no NUL byte (the XML library would write the
+    // NUL as a reference and cut the text there on reading it back).
+    static EResult checkText(const std::string& text);
     // The deepest element nesting the XML library can build from these bytes
     // (never less than it builds), counting stops above stopAbove. The bytes
     // must hold no NUL and be well-formed UTF-8.

@@ -31,15 +31,15 @@ InputFile::EResult resultOfErrno(int error)
 // ---- UTF-8 ---------------------------------------------------------------------------------------
 
 // Well-formed UTF-8 (shortest forms, no surrogates, nothing above U+10FFFF).
-// A byte order mark may open the text; U+FEFF anywhere else and the
-// non-characters U+FFFE and U+FFFF are refused, since the XML library skips
-// them as blanks in some places and not in others.
-InputFile::EResult checkUtf8(const std::string& text)
+// A byte order mark may open a whole file (openingMark); U+FEFF anywhere else
+// and the non-characters U+FFFE and U+FFFF are refused, since the XML library
+// skips them as blanks in some places and not in others.
+InputFile::EResult checkUtf8(const std::string& text, bool openingMark)
 {
     const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
     const std::size_t size = text.size();
     std::size_t i = 0;
-    if (size >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF) i = 3;
+    if (openingMark && size >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF) i = 3;
     while (i < size) {
         const unsigned char lead = bytes[i];
         if (lead < 0x80) {
@@ -222,10 +222,16 @@ int InputFile::xmlNestingDepth(const std::string& bytes, int stopAbove)
 InputFile::EResult InputFile::checkXml(const std::string& bytes, int maxDepth)
 {
     if (std::memchr(bytes.data(), '\0', bytes.size()) != nullptr) return RESULT_XML_NUL;
-    const EResult encoding = checkUtf8(bytes);
+    const EResult encoding = checkUtf8(bytes, true);
     if (encoding != RESULT_OK) return encoding;
     if (xmlNestingDepth(bytes, maxDepth) > maxDepth) return RESULT_XML_TOO_DEEP;
     return RESULT_OK;
+}
+
+InputFile::EResult InputFile::checkText(const std::string& text)
+{
+    if (std::memchr(text.data(), '\0', text.size()) != nullptr) return RESULT_XML_NUL;
+    return checkUtf8(text, false);
 }
 
 // ---- the file ------------------------------------------------------------------------------------

@@ -11,6 +11,7 @@
 
 #include <tinyxml.h>
 
+#include "oskit/InputFile.h"
 #include "oskit/Path.h"
 #include "panelsys/XMLVerify.h"
 
@@ -109,10 +110,20 @@ bool WholeFileWriter::write(const std::string& path, std::string_view bytes, ESi
     return !injected(EStep::kSyncDirectory) && syncDirectory(directoryOf(path));
 }
 
+bool WholeFileWriter::writeXml(const std::string& path, const std::string& bytes, ESigning signing)
+{
+    // Checked in memory, before anything is written: the signature adds only
+    // plain ASCII to the root element's start tag, which changes nothing the
+    // pre-check looks at.
+    if (injected(EStep::kCheck)) return false;
+    if (oskit::InputFile::checkXml(bytes) != oskit::InputFile::RESULT_OK) return false;
+    return write(path, bytes, signing);
+}
+
 bool WholeFileWriter::writeDocument(const std::string& path, const TiXmlDocument& document, ESigning signing)
 {
     std::optional<std::string> bytes = documentBytes(document);
-    return bytes && write(path, *bytes, signing);
+    return bytes && writeXml(path, *bytes, signing);
 }
 
 std::optional<std::string> WholeFileWriter::documentBytes(const TiXmlDocument& document)
@@ -135,6 +146,7 @@ const char* WholeFileWriter::stepName(EStep step)
     switch (step) {
     case EStep::kNone: return "none";
     case EStep::kPrint: return "print";
+    case EStep::kCheck: return "check";
     case EStep::kCreate: return "create";
     case EStep::kWrite: return "write";
     case EStep::kSync: return "sync";

@@ -12,12 +12,15 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <tinyxml.h>
 
 #include "oskit/InputFile.h"
 #include "support/xmltreedepth.h"
+#include "panelsys/WholeFileWriter.h"
 #include "panelsys/XMLInput.h"
 
 namespace fs = std::filesystem;
@@ -224,6 +227,50 @@ TEST(XmlPrecheck, SequenceCutAtTheEndIsRefused)
     for (const char* cut : {"<a x=\"P\xd5", "<a>\xe2\x82", "<a>\xe2", "<a>\xf0\x9f\x98", "\xf0"})
         EXPECT_EQ(InputFile::checkXml(cut), InputFile::RESULT_XML_CUT_UTF8) << cut;
     EXPECT_EQ(InputFile::describe(InputFile::RESULT_XML_CUT_UTF8), "UTF-8 sequence cut at the end");
+}
+
+// A name or value that goes into an XML file: what the pre-check would refuse
+// in the file is refused in the text, and a byte order mark that would open a
+// file is no more than a character inside a text.
+TEST(XmlPrecheck, TextCheckTakesWellFormedUtf8WithoutNul)
+{
+    for (const char* good : {"", "M001", "Name \xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80", "\x01\x09\x0a\x0d\x1f\x7f",
+                             "&amp; <tag> \"'", "\xef\xbf\xbd", "\xf4\x8f\xbf\xbf"})
+        EXPECT_EQ(InputFile::checkText(good), InputFile::RESULT_OK) << good;
+    for (const char* bad : {"\xff\xfe", "\x80", "a\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xef\xbb\xbfM",
+                            "M\xef\xbb\xbf", "\xef\xbf\xbe", "\xef\xbf\xbf", "\xe2\x82x"})
+        EXPECT_EQ(InputFile::checkText(bad), InputFile::RESULT_XML_BAD_UTF8) << bad;
+    for (const char* cut : {"ab\xc3", "\xe2\x82", "\xf0\x9f\x98"})
+        EXPECT_EQ(InputFile::checkText(cut), InputFile::RESULT_XML_CUT_UTF8) << cut;
+    EXPECT_EQ(InputFile::checkText(std::string("a\0b", 3)), InputFile::RESULT_XML_NUL);
+}
+
+// Every text the check takes, written into an attribute as TinyXML writes it,
+// makes a file that the pre-check takes and that reads back to the same text;
+// every text it refuses would make a file the pre-check refuses, or (NUL) one
+// that reads back cut.
+TEST(XmlPrecheck, TextCheckAgreesWithTheFileTinyXmlWrites)
+{
+    std::vector<std::string> texts = {"", "plain", "\xc3\xa4\xe2\x82\xac", "\xef\xbb\xbf" "abc", "a\xef\xbb\xbf",
+                                      "\xef\xbf\xbe", "\xff\xfe", "ab\xc3", "\xc3", "&#x41;", "&#x\" a=\"1",
+                                      "]]>", "'\"", " lead  trail ", "\xc2\x85\xe2\x80\xa8", std::string("a\0b", 3)};
+    for (int c = 1; c < 0x80; ++c) texts.push_back(std::string("a") + static_cast<char>(c) + "b");
+    for (int c = 0x80; c < 0x100; ++c) texts.push_back(std::string("a") + static_cast<char>(c) + "b");
+    for (const std::string& text : texts) {
+        TiXmlDocument document;
+        auto* root = new TiXmlElement("macro");
+        root->SetAttribute(std::string("name"), text);
+        root->LinkEndChild(new TiXmlElement("configuration"));
+        document.LinkEndChild(root);
+        const std::optional<std::string> bytes = WholeFileWriter::documentBytes(document);
+        ASSERT_TRUE(bytes);
+        const bool fileTaken = InputFile::checkXml(*bytes) == InputFile::RESULT_OK;
+        TiXmlDocument back;
+        const bool parsed = fileTaken && XMLInput::parse(back, *bytes);
+        const char* name = parsed && back.FirstChildElement() ? back.FirstChildElement()->Attribute("name") : nullptr;
+        const bool same = name && text == name && back.FirstChildElement()->FirstChildElement("configuration");
+        EXPECT_EQ(InputFile::checkText(text) == InputFile::RESULT_OK, same) << "[" << text << "] " << *bytes;
+    }
 }
 
 TEST(XmlPrecheck, NestingUpToTheCapPassesAndOneMoreIsRefused)

@@ -405,6 +405,34 @@ TEST_F(MacroAttachTest, FileSurvivesANewRecorder)
     EXPECT_EQ(rig.state.value("MACRO0.ATTACHCOUNT"), "2");
 }
 
+// A level is written into the file with each attachment made at it: one the
+// file could not keep is refused and the button stays at its level.
+TEST_F(MacroAttachTest, LevelWithMalformedUtf8IsRefusedAndTheFileStays)
+{
+    MacroRecorder& r = make();
+    r.setMacroLevel(kButton, "A");
+    ASSERT_TRUE(attach(kButton, "REPLACE", 12));
+    const std::string stored = readText(attachFile());
+    const size_t calls = control.calls().size();
+
+    r.setMacroLevel(kButton, "B\xff");
+    EXPECT_TRUE(rig.logged("WARN Macro: macro level refused for widget 0.1.2.3: malformed UTF-8"));
+    r.setMacroLevel(kButton, "\xc3");
+    EXPECT_TRUE(rig.logged("WARN Macro: macro level refused for widget 0.1.2.3: UTF-8 sequence cut at the end"));
+    EXPECT_EQ(r.getMacroLevel(kButton), "A");
+    EXPECT_EQ(control.calls().size(), calls);
+    ASSERT_TRUE(attach(kButton, "PRE", 13));
+    EXPECT_EQ(rig.state.value("MACRO0.ATTACH.0.1.2.3.A.PRE"), "13");
+    EXPECT_NE(readText(attachFile()), stored);
+
+    rig.recorder.reset();
+    rig.state.clearChanges();
+    make();
+    EXPECT_EQ(rig.state.value("MACRO0.ATTACH.0.1.2.3.A.REPLACE"), "12");
+    EXPECT_EQ(rig.state.value("MACRO0.ATTACH.0.1.2.3.A.PRE"), "13");
+    EXPECT_EQ(rig.state.value("MACRO0.ATTACHCOUNT"), "2");
+}
+
 // ---- enable, view, activity and modes --------------------------------------------------------
 
 TEST_F(MacroAttachTest, EnableAndDisableAnswerTrueAndKeepTheStoredAttachments)

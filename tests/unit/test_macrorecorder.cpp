@@ -639,3 +639,59 @@ TEST_F(MacroRecorderTest, AKeyChangedWhileAnotherThreadPublishesIsOutWhenItsFIDR
     EXPECT_EQ(seenOnReturn, "ON");
     EXPECT_EQ(rig.state.value("MACRO0.ATTACH.VIEW"), "ON");
 }
+
+// ---- texts a macro file could not keep -------------------------------------------------------
+
+TEST_F(MacroRecorderTest, NameSetWithMalformedUtf8IsRefusedAndTheStoredMacroStays)
+{
+    MacroRecorder& r = rig.make(0);
+    rig.recordMacro(8, {{"PANEL.TRIGGER", params({{"NAME", "x"}})}});
+    ASSERT_TRUE(rig.fid("MACRO0.NAME.SET", {{"REG", "8"}, {"NAME", "Opening \xc3\xa4"}}));
+    const std::string stored = readText(rig.macroFile(8));
+    ASSERT_FALSE(stored.empty());
+
+    EXPECT_FALSE(rig.fid("MACRO0.NAME.SET", {{"REG", "8"}, {"NAME", "\xff\xfe"}}));
+    EXPECT_TRUE(rig.logged("WARN Macro: set macro name: refused name for macro # 8: malformed UTF-8"));
+    EXPECT_FALSE(rig.fid("MACRO0.NAME.SET", {{"REG", "8"}, {"NAME", "Opening\xc3"}}));
+    EXPECT_TRUE(rig.logged("WARN Macro: set macro name: refused name for macro # 8: UTF-8 sequence cut at the end"));
+    EXPECT_FALSE(rig.fid("MACRO0.NAME.SET", {{"REG", "8"}, {"NAME", std::string("A\0B", 3)}}));
+    EXPECT_TRUE(rig.logged("WARN Macro: set macro name: refused name for macro # 8: NUL byte"));
+    EXPECT_EQ(r.copyMacro(8)->name, "Opening \xc3\xa4");
+    EXPECT_EQ(rig.state.value("MACRO0.REG8.NAME"), "Opening \xc3\xa4");
+    EXPECT_EQ(readText(rig.macroFile(8)), stored);
+
+    r.reinit();
+    ASSERT_TRUE(r.hasMacro(8));
+    EXPECT_EQ(r.copyMacro(8)->name, "Opening \xc3\xa4");
+    EXPECT_EQ(r.copyMacro(8)->commands.size(), 1u);
+    EXPECT_EQ(readText(rig.macroFile(8)), stored);
+}
+
+TEST_F(MacroRecorderTest, RecordingLeavesOutAFIDWithMalformedTextAndKeepsTheOthers)
+{
+    MacroRecorder& r = rig.make(0);
+    ASSERT_TRUE(rig.fid("MACRO0.RECORDING.START", {{"REG", "6"}}));
+    EXPECT_TRUE(r.recordFID("PANEL.MEMORY.RECALL", params({{"REG", "4"}}, UniqueWidgetID(0, 1, 2, 3))));
+    EXPECT_FALSE(r.recordFID("PANEL.TRIGGER", params({{"NAME", "a\xc3"}})));
+    EXPECT_TRUE(rig.logged("WARN Macro: MACRO RECORD refused PANEL.TRIGGER: UTF-8 sequence cut at the end in its "
+                           "name or parameters"));
+    EXPECT_FALSE(r.recordFID("PANEL.\xff\xfe", params({{"NAME", "x"}})));
+    EXPECT_TRUE(rig.logged("WARN Macro: MACRO RECORD refused FID: malformed UTF-8 in its name or parameters"));
+    EXPECT_FALSE(r.recordFID("PANEL.TRIGGER", params({{"NAME", "ok"}, {"\xef\xbf\xbe", "x"}})));
+    EXPECT_FALSE(rig.fid("MACRO0.RECORDFID", {{"RECFID", "PANEL.TRIGGER"}, {"NAME", "\x80"}}));
+    EXPECT_TRUE(rig.fid("MACRO0.RECORDFID", {{"RECFID", "PANEL.TRIGGER"}, {"NAME", "caf\xc3\xa9\x01"}}));
+    ASSERT_TRUE(rig.fid("MACRO0.RECORDING.STOP"));
+    EXPECT_FALSE(rig.logged("Failed to save macro file"));
+
+    r.reinit();
+    ASSERT_TRUE(r.hasMacro(6));
+    const auto m = r.copyMacro(6);
+    ASSERT_EQ(m->commands.size(), 2u);
+    EXPECT_EQ(m->commands.front().fid, "PANEL.MEMORY.RECALL");
+    EXPECT_EQ(m->commands.front().params.sourceWidget, UniqueWidgetID(0, 1, 2, 3));
+    EXPECT_EQ(m->commands.back().fid, "PANEL.TRIGGER");
+    std::string value;
+    EXPECT_TRUE(m->commands.back().params.getValue("NAME", value));
+    EXPECT_EQ(value, "caf\xc3\xa9\x01");
+}
+

@@ -569,3 +569,64 @@ TEST_F(WorkplaceTest, IndicationIsPublishedAtInitialisation)
     h.create();
     EXPECT_EQ(h.state.value("SYSTEM.REBOOT_INDICATION"), "00:00");
 }
+
+// ---- texts the workplace file could not keep -------------------------------------------------
+
+TEST_F(WorkplaceTest, DriverValueWithMalformedUtf8IsRefusedAndTheFileStays)
+{
+    startWith(kTwoWorkplaces);
+    save();
+    const std::string stored = readBytes(h.savedFile());
+    const size_t mark = h.state.changeCount();
+    LogCapture log;
+    EXPECT_FALSE(h.fid("MFD.ADD", {{"WPID", "3"},
+                                   {"MFDID", "NEW"},
+                                   {"TYPE", "T"},
+                                   {"VERSION", "1"},
+                                   {"WORKDIR", "/opt/\xff"},
+                                   {"IFCTYPE", "TCP"}}));
+    EXPECT_FALSE(h.fid("MFD.ADD", {{"WPID", "3"},
+                                   {"MFDID", "NEW"},
+                                   {"TYPE", "T"},
+                                   {"VERSION", "1"},
+                                   {"WORKDIR", "/w"},
+                                   {"IFCTYPE", "TCP"},
+                                   {"NETWORKIFC", "eth\xc3"}}));
+    EXPECT_FALSE(h.fid("MFD.MODIFY", {{"WPID", "0"}, {"MFDID", "MFD1"}, {"COMPONENT", "WORKDIR"}, {"VALUE", "\xe0\x80"}}));
+    const auto lines = log.lines();
+    EXPECT_NE(std::find(lines.begin(), lines.end(),
+                        "ERROR PanelDriver: MFD.ADD refused: malformed UTF-8 in a driver value"),
+              lines.end());
+    EXPECT_NE(std::find(lines.begin(), lines.end(),
+                        "ERROR PanelDriver: MFD.ADD refused: UTF-8 sequence cut at the end in a driver value"),
+              lines.end());
+    EXPECT_NE(std::find(lines.begin(), lines.end(),
+                        "ERROR PanelDriver: MFD.MODIFY refused: malformed UTF-8 in a driver value"),
+              lines.end());
+    EXPECT_EQ(h.state.changeCount(), mark);
+    EXPECT_EQ(wp(3, ".MFDCOUNT"), "0");
+    EXPECT_EQ(wp(0, ".MFD0.WORKDIR"), "/opt/mfd1");
+    EXPECT_EQ(readBytes(h.savedFile()), stored);
+
+    PanelMFDHarness again;
+    testenv::writeFile(again.dir.path() / "Workplaces.xml", stored);
+    again.start((again.dir.path() / "Workplaces.xml").string());
+    EXPECT_EQ(again.state.value("WP0.MFD0.WORKDIR"), "/opt/mfd1");
+    EXPECT_EQ(again.state.value("WP2.MFDCOUNT"), "2");
+}
+
+TEST_F(WorkplaceTest, DriverValueWithOtherCharactersIsKeptAndReadsBack)
+{
+    h.start(absentFile());
+    ASSERT_TRUE(h.fid("MFD.ADD", {{"WPID", "4"},
+                                  {"MFDID", "M\xc3\xa4"},
+                                  {"TYPE", "T"},
+                                  {"VERSION", "1"},
+                                  {"WORKDIR", "/w\x01\x09<&>\""},
+                                  {"IFCTYPE", "TCP"}}));
+    PanelMFDHarness again;
+    testenv::writeFile(again.dir.path() / "Workplaces.xml", readBytes(h.savedFile()));
+    again.start((again.dir.path() / "Workplaces.xml").string());
+    EXPECT_EQ(again.state.value("WP4.MFD0"), "M\xc3\xa4");
+    EXPECT_EQ(again.state.value("WP4.MFD0.WORKDIR"), "/w\x01\x09<&>\"");
+}

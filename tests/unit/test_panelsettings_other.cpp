@@ -230,3 +230,48 @@ TEST(SettingsDeathTest, PowerSaverWithoutWidgetManagerStops)
         },
         "m_pIWidgetManager");
 }
+
+// ---- texts PanelSettings.xml could not keep ----------------------------------------------------
+
+// Any settings FID with a parameter that is no well-formed UTF-8 is refused
+// before its handler runs: no state changes, and the file written before
+// stays byte for byte and loads again.
+TEST_F(SettingsTest, MalformedUtf8InAnyParameterIsRefusedAndTheFileStays)
+{
+    auto& s = start();
+    ASSERT_TRUE(s.fid("SETTINGS.COLOR.MACRO.SET", {{"VAL", "R\xc3\xa9" "D"}, {"WP", "2"}}));
+    stop();
+    const std::string stored = readFile(settingsFile());
+    ASSERT_FALSE(stored.empty());
+
+    auto& again = start();
+    const size_t mark = again.state.changeCount();
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(again.fid("SETTINGS.COLOR.MACRO.SET", {{"VAL", "BLUE\xc3"}, {"WP", "2"}}));
+    EXPECT_FALSE(again.fid("SETTINGS.COLOR.PMEM.SET", {{"VAL", "\xff"}, {"WP", "3"}}));
+    EXPECT_FALSE(again.fid("SETTINGS.JOYSTICK.SENSITIVITY.SET", {{"VALUE", "100"}, {"WP", "1"}, {"X", "\xed\xa0\x80"}}));
+    EXPECT_FALSE(again.fid("SETTINGS.BRIGHTNESS.DISPLAY.TFT.INC", {{"WP", "1"}, {"\xc0\xaf", "1"}}));
+    EXPECT_FALSE(again.fid("SETTINGS.POWERSAVER.TIME.SET", {{"TIME", "5"}, {"WP", "1"}, {"N", std::string("a\0b", 3)}}));
+    const std::string printed = ::testing::internal::GetCapturedStdout();
+    EXPECT_NE(printed.find("PS: FID refused (UTF-8 sequence cut at the end): SETTINGS.COLOR.MACRO.SET\n"),
+              std::string::npos)
+        << printed;
+    EXPECT_NE(printed.find("PS: FID refused (malformed UTF-8): SETTINGS.COLOR.PMEM.SET\n"), std::string::npos);
+    EXPECT_NE(printed.find("PS: FID refused (malformed UTF-8): SETTINGS.JOYSTICK.SENSITIVITY.SET\n"),
+              std::string::npos);
+    EXPECT_NE(printed.find("PS: FID refused (malformed UTF-8): SETTINGS.BRIGHTNESS.DISPLAY.TFT.INC\n"),
+              std::string::npos);
+    EXPECT_NE(printed.find("PS: FID refused (NUL byte): SETTINGS.POWERSAVER.TIME.SET\n"), std::string::npos);
+    EXPECT_EQ(again.state.changeCount(), mark);
+    EXPECT_EQ(again.state.value("SETTINGS2.COLOR.MACRO"), "R\xc3\xa9" "D");
+    EXPECT_EQ(again.state.value("SETTINGS3.COLOR.PMEM"), "CYAN");
+    EXPECT_EQ(again.settings->getJoystickSensitivity(1), 2048);
+    EXPECT_TRUE(again.widgets.calls().empty());
+    stop();
+    EXPECT_EQ(readFile(settingsFile()), stored);
+
+    auto& third = start();
+    EXPECT_EQ(third.state.value("SETTINGS2.COLOR.MACRO"), "R\xc3\xa9" "D");
+    stop();
+    EXPECT_EQ(readFile(settingsFile()), stored);
+}

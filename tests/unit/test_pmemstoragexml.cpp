@@ -270,3 +270,29 @@ TEST(PmemFileParserXml, FailedLoadKeepsThePathAndLeavesNothingLoaded)
     EXPECT_EQ(parser.fileName(), path);
     EXPECT_FALSE(parser.save());
 }
+
+// A key or value the register file could not keep is refused; the register
+// saves without it and the file loads again.
+TEST_F(PmemStorageXmlTest, KeyOrValueWithMalformedUtf8IsRefusedAndTheFileStays)
+{
+    ASSERT_TRUE(storage.loadRegister(1, 5, 0));
+    ASSERT_TRUE(storage.setRegisterValue("A", "caf\xc3\xa9"));
+    ASSERT_TRUE(storage.saveRegister(0));
+    const std::string stored = readBytes(registerFile(1, 5));
+
+    ::testing::internal::CaptureStdout();
+    EXPECT_FALSE(storage.setRegisterValue("A", "\xff\xfe"));
+    EXPECT_FALSE(storage.setRegisterValue("B\xc3", "1"));
+    EXPECT_FALSE(storage.setRegisterValue("C", std::string("x\0y", 3)));
+    const std::string printed = ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(printed, "PMEM Error! Refused register value: malformed UTF-8\n"
+                       "PMEM Error! Refused register value: UTF-8 sequence cut at the end\n"
+                       "PMEM Error! Refused register value: NUL byte\n");
+    EXPECT_EQ(storage.getRegisterValues(), (std::map<std::string, std::string>{{"A", "caf\xc3\xa9"}}));
+    ASSERT_TRUE(storage.saveRegister(0));
+    EXPECT_EQ(readBytes(registerFile(1, 5)), stored);
+
+    PmemStorageXml reader(dir.str());
+    ASSERT_TRUE(reader.loadRegister(1, 5, 0));
+    EXPECT_EQ(reader.getRegisterValues(), (std::map<std::string, std::string>{{"A", "caf\xc3\xa9"}}));
+}

@@ -94,6 +94,48 @@ TEST_F(WholeFileWriterTest, DocumentBytesAreWhatTinyXmlSavesToAFile)
     EXPECT_EQ(testenv::readFile(file()), testenv::readFile(file("saved.xml")));
 }
 
+// The last net: XML that the next load would refuse never replaces the file.
+TEST_F(WholeFileWriterTest, XmlThatThePrecheckRefusesKeepsThePreviousFileByteForByte)
+{
+    const std::string previous = "<?xml version=\"1.0\" ?>\n<root a=\"\xc3\xa4\" />\n";
+    std::string deep;
+    for (int level = 0; level < 65; ++level) deep += "<a>";
+    for (const ESigning signing : {ESigning::kUnsigned, ESigning::kSigned}) {
+        for (const std::string& refused :
+             {std::string("<root a=\"\xff\xfe\" />\n"), std::string("<root a=\"x\" />\n\xc3"),
+              std::string("<root a=\"\xef\xbf\xbe\" />\n"), std::string("<root>\0</root>\n", 15), deep}) {
+            testenv::writeFile(file(), previous);
+            EXPECT_FALSE(WholeFileWriter::writeXml(file().string(), refused, signing)) << refused;
+            EXPECT_EQ(testenv::readFile(file()), previous) << refused;
+            EXPECT_EQ(names(), std::vector<std::string>{"target.xml"}) << refused;
+        }
+    }
+}
+
+TEST_F(WholeFileWriterTest, DocumentWithATextThePrecheckRefusesIsNotWritten)
+{
+    testenv::writeFile(file(), kDocument);
+    TiXmlDocument document;
+    auto* root = new TiXmlElement("macro");
+    root->SetAttribute("name", "ab\xc3");
+    document.LinkEndChild(root);
+    EXPECT_FALSE(WholeFileWriter::writeDocument(file().string(), document, ESigning::kSigned));
+    EXPECT_EQ(testenv::readFile(file()), kDocument);
+    EXPECT_EQ(names(), std::vector<std::string>{"target.xml"});
+
+    root->SetAttribute("name", "ab\xc3\xa4");
+    EXPECT_TRUE(WholeFileWriter::writeDocument(file().string(), document, ESigning::kSigned));
+    EXPECT_NE(testenv::readFile(file()).find("name=\"ab\xc3\xa4\""), std::string::npos);
+}
+
+// Plain bytes are not XML: the pre-check is not theirs.
+TEST_F(WholeFileWriterTest, PlainWriteTakesAnyBytes)
+{
+    const std::string bytes("name \xff\xfe\xc3\n", 10);
+    ASSERT_TRUE(WholeFileWriter::write(file("a.pmem").string(), bytes));
+    EXPECT_EQ(testenv::readFile(file("a.pmem")), bytes);
+}
+
 TEST_F(WholeFileWriterTest, FileNameWithoutFolderIsWrittenInTheWorkingDirectory)
 {
     const fs::path old = fs::current_path();
@@ -119,8 +161,8 @@ TEST_F(WholeFileWriterTest, MissingFolderEmptyPathAndFolderAtThePathFail)
 TEST_F(WholeFileWriterTest, EachFailingStepLeavesThePreviousFileAndNoTemporary)
 {
     testenv::writeFile(file(), "<old/>\n");
-    for (EStep step : {EStep::kPrint, EStep::kCreate, EStep::kWrite, EStep::kSync, EStep::kClose, EStep::kSign,
-                       EStep::kVerify, EStep::kRename}) {
+    for (EStep step : {EStep::kPrint, EStep::kCheck, EStep::kCreate, EStep::kWrite, EStep::kSync, EStep::kClose,
+                       EStep::kSign, EStep::kVerify, EStep::kRename}) {
         WholeFileWriter::failStepForTesting(step);
         TiXmlDocument document;
         document.LinkEndChild(new TiXmlElement("new"));

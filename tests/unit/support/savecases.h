@@ -31,15 +31,16 @@ struct CaseInfo {
     const char* name;
     bool isSigned;   // signed in the temporary file
     bool isDocument; // printed from a TinyXML document
+    bool isXml;      // passes the input pre-check before it is written
 };
 
 inline const std::vector<CaseInfo>& allCases()
 {
     static const std::vector<CaseInfo> cases = {
-        {"MacroRename", true, true},         {"MacroRecording", true, true},
-        {"Attachments", true, false},        {"WorkplaceFile", true, true},
-        {"PanelSettings", false, true},      {"PmemTextRegister", false, false},
-        {"PmemXmlRegister", false, true},    {"PmemXmlRecreatedRegister", false, true},
+        {"MacroRename", true, true, true},      {"MacroRecording", true, true, true},
+        {"Attachments", true, false, true},     {"WorkplaceFile", true, true, true},
+        {"PanelSettings", false, true, true},   {"PmemTextRegister", false, false, false},
+        {"PmemXmlRegister", false, true, true}, {"PmemXmlRecreatedRegister", false, true, true},
     };
     return cases;
 }
@@ -49,6 +50,7 @@ inline std::vector<EStep> stepsOf(const CaseInfo& info)
 {
     std::vector<EStep> steps;
     if (info.isDocument) steps.push_back(EStep::kPrint);
+    if (info.isXml) steps.push_back(EStep::kCheck);
     for (EStep step : {EStep::kCreate, EStep::kWrite, EStep::kSync, EStep::kClose}) steps.push_back(step);
     if (info.isSigned) {
         steps.push_back(EStep::kSign);
