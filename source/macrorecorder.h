@@ -366,6 +366,20 @@ private:
     // the picture to it and waits until it is painted (never while this thread
     // holds a turn itself, such as the host calling back in while it paints).
     void paintUpTo(uint64_t ticket);
+    // Decides a picture under the data lock, queues it in the same hold and
+    // paints up to it.
+    template <typename Decide>
+    void paintDecided(Decide&& decide)
+    {
+        uint64_t ticket = 0;
+        {
+            std::lock_guard<std::mutex> guard(m_dataLock);
+            AttributeCalls calls;
+            decide(calls);
+            ticket = queuePaintLocked(std::move(calls));
+        }
+        paintUpTo(ticket);
+    }
 
     // Blinking of attached buttons on the layer "ATBL".
     void setAttachBlinkOn(const UniqueWidgetID& id);

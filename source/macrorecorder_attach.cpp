@@ -364,38 +364,17 @@ void MacroRecorder::decideUpdateAttachBlinkLocked(const UniqueWidgetID& id, Attr
 
 void MacroRecorder::setAttachBlinkOn(const UniqueWidgetID& id)
 {
-    uint64_t ticket = 0;
-    {
-        std::lock_guard<std::mutex> guard(m_dataLock);
-        AttributeCalls calls;
-        decideAttachBlinkLocked(id, true, calls);
-        ticket = queuePaintLocked(std::move(calls));
-    }
-    paintUpTo(ticket);
+    paintDecided([&](AttributeCalls& calls) { decideAttachBlinkLocked(id, true, calls); });
 }
 
 void MacroRecorder::setAttachBlinkOff(const UniqueWidgetID& id)
 {
-    uint64_t ticket = 0;
-    {
-        std::lock_guard<std::mutex> guard(m_dataLock);
-        AttributeCalls calls;
-        decideAttachBlinkLocked(id, false, calls);
-        ticket = queuePaintLocked(std::move(calls));
-    }
-    paintUpTo(ticket);
+    paintDecided([&](AttributeCalls& calls) { decideAttachBlinkLocked(id, false, calls); });
 }
 
 void MacroRecorder::updateAttachBlink(const UniqueWidgetID& id)
 {
-    uint64_t ticket = 0;
-    {
-        std::lock_guard<std::mutex> guard(m_dataLock);
-        AttributeCalls calls;
-        decideUpdateAttachBlinkLocked(id, calls);
-        ticket = queuePaintLocked(std::move(calls));
-    }
-    paintUpTo(ticket);
+    paintDecided([&](AttributeCalls& calls) { decideUpdateAttachBlinkLocked(id, calls); });
 }
 
 // ---- FIDs ------------------------------------------------------------------------------------

@@ -96,26 +96,12 @@ std::string MacroRecorder::replaceMacroNameLocked(const UniqueWidgetID& id) cons
 
 void MacroRecorder::showReplaceMacroAttribs(const UniqueWidgetID& id, bool force)
 {
-    uint64_t ticket = 0;
-    {
-        std::lock_guard<std::mutex> guard(m_dataLock);
-        AttributeCalls calls;
-        decideShowReplaceLocked(id, force, calls);
-        ticket = queuePaintLocked(std::move(calls));
-    }
-    paintUpTo(ticket);
+    paintDecided([&](AttributeCalls& calls) { decideShowReplaceLocked(id, force, calls); });
 }
 
 void MacroRecorder::hideReplaceMacroAttribs(const UniqueWidgetID& id)
 {
-    uint64_t ticket = 0;
-    {
-        std::lock_guard<std::mutex> guard(m_dataLock);
-        AttributeCalls calls;
-        decideHideReplaceLocked(id, calls);
-        ticket = queuePaintLocked(std::move(calls));
-    }
-    paintUpTo(ticket);
+    paintDecided([&](AttributeCalls& calls) { decideHideReplaceLocked(id, calls); });
 }
 
 void MacroRecorder::decideShowReplaceLocked(const UniqueWidgetID& id, bool force, AttributeCalls& calls)
