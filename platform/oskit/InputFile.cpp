@@ -1,5 +1,7 @@
 #include "oskit/InputFile.h"
 
+#include "RegularFile.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -239,41 +241,21 @@ InputFile::EResult InputFile::checkText(const std::string& text)
 InputFile::InputFile(const std::string& path)
 {
     if (path.empty()) return;
-    // Looked at before it is opened, so that nothing but a regular file is
-    // ever opened (opening a device can act on it); checked again once open.
-    struct stat info {};
-    if (::stat(path.c_str(), &info) != 0) {
-        m_result = resultOfErrno(errno);
-        return;
-    }
-    if (!S_ISREG(info.st_mode)) {
+    const detail::RegularOpen opened = detail::openRegular(path, O_RDONLY);
+    if (opened.notRegular) {
         m_result = RESULT_NOT_REGULAR;
         return;
     }
-    int fd = -1;
-    do {
-        fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    } while (fd < 0 && errno == EINTR);
-    if (fd < 0) {
-        m_result = resultOfErrno(errno);
+    if (opened.fd < 0) {
+        m_result = resultOfErrno(opened.error);
         return;
     }
-    if (::fstat(fd, &info) != 0) {
-        ::close(fd);
-        m_result = RESULT_UNREADABLE;
-        return;
-    }
-    if (!S_ISREG(info.st_mode)) {
-        ::close(fd);
-        m_result = RESULT_NOT_REGULAR;
-        return;
-    }
-    if (info.st_size < 0 || static_cast<unsigned long long>(info.st_size) > kMaxSize) {
-        ::close(fd);
+    if (opened.size < 0 || static_cast<unsigned long long>(opened.size) > kMaxSize) {
+        ::close(opened.fd);
         m_result = RESULT_TOO_BIG;
         return;
     }
-    m_fd = fd;
+    m_fd = opened.fd;
     m_result = RESULT_OK;
 }
 
