@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/hostilepaths.h"
 #include "support/settingsrig.h"
 
 using settingsrig::readFile;
@@ -159,15 +160,7 @@ TEST_F(ObserverTest, NamedPipeFolderOrLinkLoopIsRefusedWithItsLineAndReadsAsAMis
 {
     auto& s = startQuiet();
     const std::filesystem::path file = exchangeFile();
-    const struct {
-        const char* what;
-        std::function<void()> make;
-    } cases[] = {
-        {"not a regular file", [&] { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); }},
-        {"not a regular file", [&] { std::filesystem::create_directories(file); }},
-        {"symbolic link loop", [&] { std::filesystem::create_symlink(file, file); }},
-    };
-    for (const auto& c : cases) {
+    for (const auto& c : testenv::hostilePaths(file)) {
         std::filesystem::remove_all(file);
         c.make();
         const size_t mark = s.state.changeCount();

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "panelsys/XMLVerify.h"
+#include "support/hostilepaths.h"
 #include "support/logcapture.h"
 #include "support/panelmfdharness.h"
 
@@ -153,18 +154,7 @@ TEST_F(WorkplaceTest, FileNotWellFormedLogsNothing)
 TEST_F(WorkplaceTest, RefusedFileGivesEightEmptyWorkplacesWithItsLine)
 {
     const std::filesystem::path file = h.dir.path() / "host" / "Workplaces.xml";
-    std::string deep = kHead;
-    for (int i = 0; i < 40000; ++i) deep += "<workplaces>";
-    const struct {
-        const char* what;
-        std::function<void()> make;
-    } cases[] = {
-        {"not a regular file", [&] { std::filesystem::create_directories(file); }},
-        {"not a regular file", [&] { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); }},
-        {"symbolic link loop", [&] { std::filesystem::create_symlink(file, file); }},
-        {"elements nested deeper than 64 levels", [&] { testenv::writeFile(file, deep); }},
-    };
-    for (const auto& c : cases) {
+    for (const auto& c : testenv::hostilePaths(file, kHead, "workplaces")) {
         LogCapture log;
         std::filesystem::create_directories(file.parent_path());
         c.make();

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/hostilepaths.h"
 #include "support/settingsrig.h"
 
 using settingsrig::SettingsTest;
@@ -244,21 +245,7 @@ TEST_F(SettingsTest, MalformedFileLeavesDefaultsAndIsReplacedAtNextChange)
 TEST_F(SettingsTest, RefusedFileLeavesDefaultsWithItsLine)
 {
     const std::filesystem::path file = settingsFile();
-    const struct {
-        const char* what;
-        std::function<void()> make;
-    } cases[] = {
-        {"not a regular file", [&] { std::filesystem::create_directories(file); }},
-        {"not a regular file", [&] { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); }},
-        {"symbolic link loop", [&] { std::filesystem::create_symlink(file, file); }},
-        {"elements nested deeper than 64 levels",
-         [&] {
-             std::string deep;
-             for (int i = 0; i < 40000; ++i) deep += "<fid>";
-             testenv::writeFile(file, deep);
-         }},
-    };
-    for (const auto& c : cases) {
+    for (const auto& c : testenv::hostilePaths(file, "", "fid")) {
         std::filesystem::create_directories(file.parent_path());
         c.make();
         testing::internal::CaptureStdout();
